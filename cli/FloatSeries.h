@@ -1,0 +1,26 @@
+#pragma once
+
+// Owns the reading of float series record by record. Their values take 8 bytes in the files while the store's
+// position arithmetic counts 4, so its last record, its searches and its ranges miss; read in sequence, the
+// records are right.
+
+#include "TSFileStorage.h"
+
+#include <vector>
+
+namespace Kiv::Cli
+{
+
+/// \return false when there is none
+bool lastFloatRecord(TSFileStorage& storage, Interpolate::DataRecord& record);
+
+/// The record at exactly a timestamp.
+/// \return false when there is none
+bool findFloatRecord(TSFileStorage& storage, qint64 timestampMs, Interpolate::DataRecord& record);
+
+/// What TSFileStorage::readDataRecords does for one pass without companions.
+/// \throws CommandError when a file cannot be opened
+void readFloatRecords(TSFileStorage& storage, const Interpolate::InterpolateParam& param, qint64 from,
+                      qint64 to, std::vector<Interpolate::DataRecord>& result, int& limit);
+
+} // namespace Kiv::Cli

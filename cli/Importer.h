@@ -1,0 +1,81 @@
+#pragma once
+
+// Owns one import: rows to records, records to the store in batches of bounded size.
+
+#include "CsvReader.h"
+#include "ImportFormat.h"
+#include "LibraryLog.h"
+#include "Series.h"
+
+#include <QElapsedTimer>
+
+#include <vector>
+
+class QIODevice;
+
+namespace Kiv::Cli
+{
+
+struct ImportOptions {
+    QString fileName; ///< "-" for standard input
+    QString seriesPath;
+    QString typeWord; ///< empty when not given
+    QString timeColumns;
+    QString valueColumn;
+    QString timeFormat;
+    QString separator;
+    int maxFileSizeBytes = 0; ///< 0 when not given
+};
+
+class Importer
+{
+public:
+    /// Checks all that can be checked before the input is read.
+    /// \throws CommandError
+    Importer(const ImportOptions& options, LibraryLog& log);
+
+    /// Reads everything and stores it. Batches already stored stay when a later row is bad.
+    /// \throws CommandError
+    ExitCode run(QIODevice& input);
+
+private:
+    void chooseType();
+    void chooseFileSize();
+    void readRows(CsvReader& reader);
+    bool takeHeader(const CsvRow& row);
+    void warnOfDoubtfulHeader(const CsvRow& row) const;
+    Interpolate::DataRecord toRecord(const CsvRow& row);
+    qint64 toTimestamp(const CsvRow& row);
+    void warnOfSeconds(const CsvRow& row, const QByteArray& text, qint64 timestampMs);
+    void add(Interpolate::DataRecord record);
+    void flush();
+    void openStore();
+    void writeBatch();
+    void prepareFloatBatch();
+    void showProgress();
+    void clearProgress() const;
+    void printSummary() const;
+    QString storedSoFar() const;
+
+    ImportOptions m_options;
+    LibraryLog& m_log;
+    QString m_inputLabel; ///< the input's name in messages
+    ImportColumns m_columns;
+    TimeFormat m_timeFormat;
+    char m_separator;
+    Sidecar m_sidecar;
+    const SeriesType* m_type = nullptr;
+    int m_maxFileSizeBytes = kDefaultMaxFileSizeBytes;
+    std::unique_ptr<TSFileStorage> m_storage; ///< null until the first batch is complete
+    std::vector<Interpolate::DataRecord> m_batch;
+    bool m_hasHeader = false;
+    bool m_warnedOfSeconds = false;
+    qint64 m_readRowCount = 0;
+    qint64 m_storedRowCount = 0;
+    qint64 m_newTimestampCount = 0;
+    qint64 m_droppedDuplicateCount = 0; ///< rows of a float import that gave way to another of their batch
+    QElapsedTimer m_elapsed;
+    bool m_progressShown = false;
+};
+
+} // namespace Kiv::Cli

@@ -1,0 +1,61 @@
+#include "LibraryLog.h"
+
+#include <Kiv/Logger.h>
+
+namespace Kiv::Cli
+{
+
+namespace
+{
+
+constexpr unsigned char kErrorLevel = 2;
+constexpr unsigned char kWarningLevel = 4;
+
+bool isOverwriteNotice(const QString& text)
+{
+    return text.startsWith(QLatin1String("Value on '")) &&
+           text.contains(QLatin1String("' overwritten on time stamp "));
+}
+
+bool isNotFiniteNotice(const QString& text)
+{
+    return text.startsWith(QLatin1String("Interval double value is "));
+}
+
+} // namespace
+
+LibraryLog::LibraryLog()
+{
+    Logger::instance().setSink(
+        [this](unsigned char level, const QString& text, const char*, int) { receive(level, text); });
+}
+
+LibraryLog::~LibraryLog()
+{
+    Logger::instance().setSink({});
+}
+
+void LibraryLog::receive(unsigned char level, const QString& text)
+{
+    if (level <= kErrorLevel) {
+        ++m_errorCount;
+        printMessage(QStringLiteral("error: ") + escapedControls(text));
+    } else if (level > kWarningLevel) {
+        return;
+    } else if (isOverwriteNotice(text)) {
+        ++m_overwrittenCount;
+    } else if (isNotFiniteNotice(text)) {
+        ++m_notFiniteCount;
+    } else {
+        printWarning(escapedControls(text));
+    }
+}
+
+void LibraryLog::printSummary() const
+{
+    if (m_notFiniteCount > 0)
+        printWarning(
+            QStringLiteral("%1 results were NaN or infinite and are given as 0").arg(m_notFiniteCount));
+}
+
+} // namespace Kiv::Cli

@@ -1,0 +1,134 @@
+#include "MethodText.h"
+
+#include "Errors.h"
+#include "Words.h"
+
+#include <QRegularExpression>
+
+#include <limits>
+#include <optional>
+#include <vector>
+
+namespace Kiv::Cli
+{
+
+namespace
+{
+
+const QStringList kMethods = {QStringLiteral("prevnext"), QStringLiteral("prev"),  QStringLiteral("next"),
+                              QStringLiteral("minmax"),   QStringLiteral("min"),   QStringLiteral("max"),
+                              QStringLiteral("sum"),      QStringLiteral("meana"), QStringLiteral("meang"),
+                              QStringLiteral("meanh"),    QStringLiteral("means"), QStringLiteral("median"),
+                              QStringLiteral("mode"),     QStringLiteral("count")};
+const QStringList kOptions = {QStringLiteral("linear"), QStringLiteral("align"), QStringLiteral("fill"),
+                              QStringLiteral("fillnull"), QStringLiteral("average")};
+const QStringList kDifferences = {QStringLiteral("diff"), QStringLiteral("diffctrupcleaned")};
+
+const QStringList& allWords()
+{
+    static const QStringList words = kMethods + kOptions + kDifferences;
+    return words;
+}
+
+/// For every length of the text's front the fewest words that it consists of, if it consists of words.
+std::vector<std::optional<QStringList>> splitFronts(const QString& text)
+{
+    std::vector<std::optional<QStringList>> fronts(static_cast<std::size_t>(text.size()) + 1);
+    fronts[0] = QStringList();
+    for (qsizetype start = 0; start < text.size(); ++start) {
+        const std::optional<QStringList>& front = fronts[static_cast<std::size_t>(start)];
+        if (!front)
+            continue;
+        for (const QString& word : allWords()) {
+            if (QStringView(text).mid(start, word.size()) != word)
+                continue;
+            std::optional<QStringList>& extended = fronts[static_cast<std::size_t>(start + word.size())];
+            if (!extended || extended->size() > front->size() + 1)
+                extended = *front + QStringList(word);
+        }
+    }
+    return fronts;
+}
+
+/// Blames the rest behind the front that leaves the rest nearest to a word.
+CommandError unknownMethodWord(const QString& text, const std::vector<std::optional<QStringList>>& fronts)
+{
+    QString unknown;
+    int nearestDistance = std::numeric_limits<int>::max();
+    for (qsizetype start = 0; start < text.size(); ++start) {
+        if (!fronts[static_cast<std::size_t>(start)])
+            continue;
+        const QString rest = text.mid(start);
+        const int distance = editDistance(rest, nearestWord(rest, allWords()));
+        if (distance < nearestDistance) {
+            nearestDistance = distance;
+            unknown = rest;
+        }
+    }
+    return unknownWord(QStringLiteral("--method"), unknown, allWords());
+}
+
+QStringList splitWords(const QString& text)
+{
+    static const QRegularExpression kSeparators(QStringLiteral("[\\s,]+"));
+    QStringList words;
+    for (const QString& part : text.toLower().split(kSeparators, Qt::SkipEmptyParts)) {
+        const auto fronts = splitFronts(part);
+        if (!fronts.back())
+            throw unknownMethodWord(part, fronts);
+        words += *fronts.back();
+    }
+    return words;
+}
+
+QStringList chosen(const QStringList& words, const QStringList& from)
+{
+    QStringList found;
+    for (const QString& word : words) {
+        if (from.contains(word) && !found.contains(word))
+            found += word;
+    }
+    return found;
+}
+
+void checkSingle(const QStringList& words, const QString& what)
+{
+    if (words.size() > 1)
+        throw CommandError(ExitCode::Usage,
+                           QStringLiteral("--method: '%1' and '%2' exclude each other; give one %3")
+                               .arg(words[0], words[1], what));
+}
+
+} // namespace
+
+QString checkedMethod(const QString& text)
+{
+    const QStringList words = splitWords(text);
+    if (words.isEmpty())
+        throw CommandError(ExitCode::Usage, QStringLiteral("--method: no word given; choose from: %1")
+                                                .arg(allWords().join(QStringLiteral(", "))));
+    const QStringList methods = chosen(words, kMethods);
+    const QStringList options = chosen(words, kOptions);
+    const QStringList differences = chosen(words, kDifferences);
+    checkSingle(methods, QStringLiteral("method"));
+    checkSingle(differences, QStringLiteral("difference"));
+    // Without a method the engine takes linear values with filling, whatever the other options say.
+    for (const QString& option : options) {
+        const bool isImplied = option == QLatin1String("linear") || option == QLatin1String("fill");
+        if (methods.isEmpty() && !isImplied)
+            throw CommandError(
+                ExitCode::Usage,
+                QStringLiteral("--method: '%1' needs a method beside it, for example prev%1; choose "
+                               "from: %2")
+                    .arg(option, kMethods.join(QStringLiteral(", "))));
+    }
+    return (methods + options + differences).join(u' ');
+}
+
+bool fillsEmptyIntervals(const QString& checkedMethodText)
+{
+    const QStringList words = checkedMethodText.split(u' ', Qt::SkipEmptyParts);
+    return chosen(words, kMethods).isEmpty() || checkedMethodText.contains(QLatin1String("fill"));
+}
+
+} // namespace Kiv::Cli

@@ -1,0 +1,45 @@
+#pragma once
+
+// Owns series.json, the small file beside the records that says how a series is to be opened.
+
+#include <QJsonObject>
+#include <QString>
+
+namespace Kiv::Cli
+{
+
+inline constexpr int kDefaultMaxFileSizeBytes = 1'000'000;
+
+class Sidecar
+{
+public:
+    /// Reads the file in a base directory; without one all values are their defaults.
+    /// \throws CommandError when it cannot be read or holds nonsense
+    static Sidecar load(const QString& basePath);
+
+    bool exists() const { return m_exists; }
+
+    /// \return the word of the value type; empty without one
+    QString typeWord() const;
+    int maxFileSizeBytes() const;
+
+    void setTypeWord(const QString& word);
+    void setMaxFileSizeBytes(int sizeBytes);
+
+    /// Writes the file if anything was set to a new value: completely or not at all.
+    /// \throws CommandError
+    void save();
+
+private:
+    explicit Sidecar(QString path) : m_path(std::move(path)) {}
+
+    void read();
+    void setEntry(const QString& key, const QJsonValue& value);
+
+    QString m_path;
+    QJsonObject m_entries; ///< foreign keys included, which survive a save
+    bool m_exists = false;
+    bool m_changed = false;
+};
+
+} // namespace Kiv::Cli

@@ -1,0 +1,20 @@
+#pragma once
+
+// Owns what the commands for one record share.
+
+#include "Commands.h"
+#include "Series.h"
+
+#include <functional>
+
+namespace Kiv::Cli
+{
+
+/// Looks one record up in an open series; false when there is none.
+using RecordLookUp = std::function<bool(const Series& series, Interpolate::DataRecord& record)>;
+
+/// Opens the series and prints the record.
+/// \throws CommandError (nothing found) when the series holds no records
+ExitCode printSingleRecord(const RecordOptions& options, const RecordLookUp& lookUp);
+
+} // namespace Kiv::Cli

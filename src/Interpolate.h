@@ -1,0 +1,285 @@
+#pragma once
+
+#include "KivTSFileStorageExport.h"
+
+#include <QDateTime>
+#include <QMetaType>
+#include <QString>
+#include <QTime>
+#include <QVariant>
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <vector>
+
+class QJsonArray;
+class QJsonDocument;
+
+namespace Kiv
+{
+
+/// The interval engine: turns the raw records of a range, handed over in time order, into one result per
+/// interval by a chosen method.
+///
+/// Built for one request: construct, getRange(), needsPreviousDataRecords(), then handleNextRawRecord() for
+/// every record until it answers false, needsDataRecordAfterRangeEnd() at the first record beyond the range,
+/// finalize(). The engine reads no files; it writes into the caller's vector and limit variable, which must
+/// outlive it. Not thread safe.
+///
+/// All timestamps are milliseconds since the epoch (UTC); all time arithmetic saturates at 64 bits.
+/// The data members are open so that the state can be inspected; only the engine changes them.
+class KIVTSFILESTORAGE_EXPORT Interpolate
+{
+public:
+    /// What reduces the records of an interval. The numbers are part of the interface.
+    enum Method : qint32 {
+        RAW = 0,
+        PREV_NEXT = 1,
+        PREV = 2,
+        NEXT = 3,
+        MIN_MAX = 4,
+        MIN = 5,
+        MAX = 6,
+        SUM = 7,
+        MEAN_A = 8,
+        MEAN_G = 9,
+        MEAN_H = 10,
+        MEAN_S = 11,
+        MEDIAN = 12,
+        MODE = 13,
+        COUNT = 14,
+    };
+
+    /// One sample.
+    struct DataRecord {
+        qint64 timestamp = 0; ///< milliseconds since the epoch (UTC)
+        QVariant value;
+
+        DataRecord() = default;
+        DataRecord(qint64 recordTimestamp, QVariant recordValue)
+            : timestamp(recordTimestamp), value(std::move(recordValue))
+        {
+        }
+
+        /// The order wherever records are sorted: by timestamp, then by value as double; a value that is
+        /// no number counts as 0, NaN comes after every number and equals itself.
+        KIVTSFILESTORAGE_EXPORT bool operator<(const DataRecord& other) const;
+    };
+
+    /// Conditions on a record; it passes when all that are present hold. Times of day, weekdays and months
+    /// are those of the host's local time.
+    struct FilterParam {
+        QTime timeStart;              ///< start of a daily window; invalid: no window
+        QTime timeEnd;                ///< its end, computed on first use; invalid until then
+        qint64 duration = 0;          ///< length of the window in seconds
+        std::vector<qint32> weekDays; ///< 1 Monday to 7 Sunday; empty: all
+        std::vector<qint32> months;   ///< 1 to 12; empty: all
+        QString valueCompare;         ///< "neq", "lt", "lte", "gt", "gte"; other text: equal; empty: no test
+        double value = 0.0;           ///< what values are compared with
+    };
+
+    /// The request of one interpolation pass.
+    struct InterpolateParam {
+        QString method; ///< method and option words, for example "prevnextlinearfill"
+        qint64 interval =
+            0; ///< seconds; 0: raw; -1 day, -2 week, -3 month, -4 quarter, -5 half-year, -6 year
+        std::vector<FilterParam> filterParams; ///< a record passes with any of them; empty: no filtering
+        bool alignStartEndTimestamp = false;   ///< move both range ends to interval boundaries
+        qint32 offsetMinFromUTC = 0;           ///< minutes by which calendar boundaries move earlier
+    };
+
+    using Handler = void (Interpolate::*)(DataRecord record, qint64 recordTimestamp);
+    using DiffHandler = void (Interpolate::*)(DataRecord& record, qint64 recordTimestamp);
+
+    /// \param param          the last (or only) pass; it alone writes to `output`
+    /// \param passes         earlier passes, in the order in which they run
+    /// \param start, end     requested range, both inclusive; -1 now, -2 first record, -3 last record
+    /// \param firstRecordTs, lastRecordTs  timestamps of the series' first and last record
+    /// \param output         receives the results
+    /// \param targetType     type of the result values
+    /// \param shiftIntervalForward  label results with the start of their interval instead of its end
+    /// \param limit          in: most results wanted, below 1 for no limit; out: 0, or the number of results
+    ///                       when the limit was reached. With earlier passes there is no limit.
+    /// \param fastCountOnly  count results in one counter record instead of delivering them
+    Interpolate(InterpolateParam param, std::vector<InterpolateParam> passes, qint64 start, qint64 end,
+                qint64 firstRecordTs, qint64 lastRecordTs, std::vector<DataRecord>* output,
+                QMetaType::Type targetType, bool shiftIntervalForward, int& limit, bool fastCountOnly);
+    virtual ~Interpolate();
+
+    Interpolate(const Interpolate&) = delete;
+    Interpolate& operator=(const Interpolate&) = delete;
+
+    /// Settles the effective range and prepares the first interval.
+    /// \param start, end  out: the range of records to read
+    /// \return false when the range is empty. Costs no time per interval.
+    bool getRange(qint64& start, qint64& end);
+
+    /// How many records before the read range the engine wants, oldest first.
+    qint32 needsPreviousDataRecords();
+    /// Whether the engine wants the first record beyond the read range.
+    bool needsDataRecordAfterRangeEnd();
+
+    /// Takes the next record. Never throws.
+    /// \return false when no further record is wanted
+    bool handleNextRawRecord(DataRecord record);
+
+    /// Closes the last intervals. Never throws.
+    void finalize();
+
+    /// Emits one result: filters, converts, limits and stores it, or hands it to the next pass.
+    /// \throws std::out_of_range "End reached" beyond the last result timestamp, "Limit reached"
+    void pushIntervalValue(qint64 timestamp, double value, bool isNull);
+
+    /// \throws std::out_of_range "Limit reached" when the output holds as many results as wanted
+    void checkLimit();
+
+    /// \return the number of results computed from the range alone, -1 when that is not possible
+    qint64 getFastCount();
+
+    /// \return true when the record passes at least one filter; false without filters
+    bool filterMatch(DataRecord record);
+
+    /// Steps a timestamp by one interval; leaves it as it is for RAW.
+    void incTimestampByInterval(qint64& timestamp);
+    void decTimestampByInterval(qint64& timestamp);
+
+    /// \return the start of the interval that holds the timestamp
+    qint64 alignSpecialStartTimestamp(qint64 timestamp);
+
+    /// Makes the next interval the current one.
+    /// \throws std::out_of_range "End reached" when the 64 bits of a timestamp are used up
+    void incIntervalNextTimestamp();
+
+    /// Reads method, option words and difference word from a method string.
+    /// \param intervalMs  milliseconds, or a calendar code; 0 selects RAW
+    void interpolateParamsFromArgs(QString args, qint64 intervalMs);
+
+    /// Binds the handler of the method and corrects the options that it does not support.
+    void initHandlers();
+
+    /// Replaces the filters of `param` by those of a JSON array. Missing or mistyped keys take their
+    /// defaults. Never fails.
+    static void parseFilterparams(QJsonArray filters, InterpolateParam& param);
+
+    /// \return all templates of the installation's and the project's files as one array. Files that do not
+    ///         exist are skipped, files that are no JSON are logged (level 2) and skipped. Reads up to four
+    ///         files on every call.
+    static QJsonDocument loadTemplates();
+
+    /// \return the templates as compact JSON text
+    static QString getTemplates();
+
+    /// Applies every template of that name, in file order.
+    /// \param name   a leading "!" is ignored
+    /// \param param  receives the keys that the templates have
+    /// \param passes receives the templates' earlier passes at its end
+    /// \param defaultOffsetMinFromUTC  minutes, for passes that give none
+    static void loadTemplateParams(QString name, InterpolateParam& param,
+                                   std::vector<InterpolateParam>& passes, int defaultOffsetMinFromUTC);
+
+    /// The value at `t` on the line through (t1, value1) and (t2, value2); value2 when there is no earlier
+    /// point (t1 is 0) or no time between the two.
+    double linearInterpolate(qint64 t1, double value1, qint64 t, qint64 t2, double value2);
+
+    // The methods; bound by initHandlers, called once per record in time order.
+    void handle_raw(DataRecord record, qint64 recordTimestamp);
+    void handle_PREV_NEXT(DataRecord record, qint64 recordTimestamp);
+    void handle_PREV(DataRecord record, qint64 recordTimestamp);
+    void handle_NEXT(DataRecord record, qint64 recordTimestamp);
+    void handle_MIN_MAX(DataRecord record, qint64 recordTimestamp);
+    void handle_MIN(DataRecord record, qint64 recordTimestamp);
+    void handle_MAX(DataRecord record, qint64 recordTimestamp);
+    void handle_MINorMAX(DataRecord record, qint64 recordTimestamp, bool isMin);
+    void handle_SUM(DataRecord record, qint64 recordTimestamp);
+    void handle_MEAN_A(DataRecord record, qint64 recordTimestamp);
+    void handle_MEAN_G(DataRecord record, qint64 recordTimestamp);
+    void handle_MEAN_H(DataRecord record, qint64 recordTimestamp);
+    void handle_MEAN_S(DataRecord record, qint64 recordTimestamp);
+    void handle_MEDIAN(DataRecord record, qint64 recordTimestamp);
+    void handle_MODE(DataRecord record, qint64 recordTimestamp);
+    void handle_COUNT(DataRecord record, qint64 recordTimestamp);
+
+    // The differences; rewrite a record's value before the method sees it, or null it to drop the record.
+    void handle_DIFF(DataRecord& record, qint64 recordTimestamp);
+    void handle_DIFF_CTRUPCLEANED(DataRecord& record, qint64 recordTimestamp);
+
+    Method method = RAW;
+    qint64 intervalMs = 0; ///< milliseconds when positive, 0 raw, else a calendar code
+    std::vector<FilterParam> filterParams;
+    bool alignStartEndTimestamp = false;
+    qint32 offsetMinFromUTC = 0;
+    std::vector<DataRecord>* output = nullptr;
+    QMetaType::Type targetType = QMetaType::UnknownType;
+    bool shiftIntervalForward = false;
+    qint32* limitRef = nullptr;
+    qint32 limit = 0;
+    bool fastCountOnly = false;
+    bool linear = false;
+    bool align = false;
+    bool fill = false;
+    bool fillNull = false;
+    bool average = false;
+    std::unique_ptr<Interpolate> nextPass;
+    Handler handler = nullptr;
+    bool startClipped = false; ///< the read start was raised to the first record
+    bool endClipped = false;   ///< the read end was lowered to the last record
+    qint64 intervalStart = 0;
+    qint64 intervalEnd = 0; ///< labels the results of the interval
+    QDateTime createdAt;
+    qint64 requestedStart = 0;
+    qint64 requestedEnd = 0;
+    qint64 rangeStart = 0;
+    qint64 rangeEnd = 0;
+    qint64 lastResultTs = 0; ///< the last timestamp that a result may carry
+    qint64 firstRecordTs = 0;
+    qint64 lastRecordTs = 0;
+    qint64 readStart = -1;
+    qint64 readEnd = -1;
+    DataRecord prevRecord;            ///< the last record remembered; timestamp 0: none
+    DataRecord minRecord;             ///< unset while its value is null
+    DataRecord maxRecord;             ///< unset while its value is null
+    std::vector<double> medianValues; ///< of the current interval
+    std::map<double, qint32> modeCounts;
+    double aggSum = 0.0;
+    qint64 aggCount = 0;
+    double sumAtPrevRecord = 0.0;
+    double lastLinearValue = 0.0;
+    bool prevInInterval = false;
+    DiffHandler diffHandler = nullptr;
+    std::deque<QVariant> diffHistory; ///< newest at the back
+    std::vector<double> counterWrapLimits;
+    bool ctrWaitNonZero = false;
+    bool ctrSkipNext = false;
+
+private:
+    bool settleRange(qint64& start, qint64& end);
+    void resolveRequestedRange();
+    void raiseRangeToFirstRecord();
+    void settleReadRange(qint64& start, qint64& end);
+    bool isTwoResultMethod() const;
+    qint32 ownPreviousDataRecords() const;
+
+    void skipToIntervalOf(qint64 timestamp);
+    void storeResult(qint64 timestamp, double value, bool isNull);
+    QVariant toTargetType(double value) const;
+
+    enum class PointSource { Previous, Next, PreviousThenNext };
+    void handlePoint(const DataRecord& record, PointSource source);
+    void handleLinearPoint(const DataRecord& record);
+    void pushPoint(const DataRecord& record, PointSource source, qint64 timestamp);
+    void rememberPrevious(const DataRecord& record);
+
+    template <typename Kernel>
+    void handleMean(const DataRecord& record);
+    bool emitsEmptyInterval() const;
+    bool canStillEmit() const;
+    void fillEmptyIntervals(qint64 timestamp);
+    void pushExtreme(qint64 timestamp);
+    void pushMinMax();
+    void handleSumPlain(const DataRecord& record);
+    void handleSumLinear(const DataRecord& record);
+    void handleCounterDrop(DataRecord& record, double last, double current);
+};
+
+} // namespace Kiv

@@ -1,0 +1,320 @@
+// The aggregate methods: all records of one interval reduced to one result, or two for MIN_MAX.
+
+#include "Interpolate.h"
+
+#include "internal/CivilTime.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+namespace Kiv
+{
+
+using namespace Internal;
+
+namespace
+{
+
+/// Most values that MEDIAN and MODE keep of one interval.
+constexpr std::size_t kMaxValuesPerInterval = 999'999;
+
+bool isSet(const Interpolate::DataRecord& extreme)
+{
+    return !extreme.value.isNull();
+}
+
+// What a record adds to the accumulator of the mean family, when an interval has a result, and which.
+
+struct CountKernel {
+    static void add(double&, double) {}
+    static bool hasResult(double) { return true; }
+    static double result(double, double count) { return count; }
+};
+
+struct ArithmeticMeanKernel {
+    static void add(double& sum, double value) { sum += value; }
+    static bool hasResult(double) { return true; }
+    static double result(double sum, double count) { return sum / count; }
+};
+
+struct GeometricMeanKernel {
+    // Kept: a zero is counted but adds nothing, so it weighs like a sample of 1.
+    static void add(double& sum, double value)
+    {
+        if (value != 0.0)
+            sum += std::log(value);
+    }
+    static bool hasResult(double) { return true; }
+    static double result(double sum, double count) { return std::exp(sum / count); }
+};
+
+struct HarmonicMeanKernel {
+    // Kept: a zero is counted but adds nothing.
+    static void add(double& sum, double value)
+    {
+        if (value != 0.0)
+            sum += 1.0 / value;
+    }
+    // Kept: reciprocals that sum to exactly zero make an empty interval.
+    static bool hasResult(double sum) { return sum != 0.0; }
+    static double result(double sum, double count) { return count / sum; }
+};
+
+struct QuadraticMeanKernel {
+    static void add(double& sum, double value) { sum += value * value; }
+    static bool hasResult(double) { return true; }
+    static double result(double sum, double count) { return std::sqrt(sum / count); }
+};
+
+/// Median of a non-empty vector, which it sorts; NaN counts as greater than every number.
+double medianOf(std::vector<double>& values)
+{
+    std::sort(values.begin(), values.end(),
+              [](double a, double b) { return std::isnan(b) ? !std::isnan(a) : a < b; });
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) * 0.5;
+}
+
+} // namespace
+
+// --- Count and means ---------------------------------------------------------------------------------------
+
+template <typename Kernel>
+void Interpolate::handleMean(const DataRecord& record)
+{
+    if (record.timestamp >= intervalEnd) {
+        if (aggCount >= 1 && Kernel::hasResult(aggSum))
+            pushIntervalValue(intervalEnd, Kernel::result(aggSum, static_cast<double>(aggCount)), false);
+        else if (fill)
+            pushIntervalValue(intervalEnd, 0.0, fillNull);
+        incIntervalNextTimestamp();
+        aggCount = 0;
+        aggSum = 0.0;
+        fillEmptyIntervals(record.timestamp);
+    }
+    aggCount += 1;
+    Kernel::add(aggSum, record.value.toDouble());
+}
+
+/// Passes the intervals that end before or at the timestamp and hold no record.
+void Interpolate::fillEmptyIntervals(qint64 timestamp)
+{
+    while (timestamp >= intervalEnd) {
+        if (!emitsEmptyInterval()) {
+            skipToIntervalOf(timestamp);
+            return;
+        }
+        pushIntervalValue(intervalEnd, 0.0, fillNull);
+        incIntervalNextTimestamp();
+    }
+}
+
+void Interpolate::handle_COUNT(DataRecord record, qint64)
+{
+    handleMean<CountKernel>(record);
+}
+
+void Interpolate::handle_MEAN_A(DataRecord record, qint64)
+{
+    handleMean<ArithmeticMeanKernel>(record);
+}
+
+void Interpolate::handle_MEAN_G(DataRecord record, qint64)
+{
+    handleMean<GeometricMeanKernel>(record);
+}
+
+void Interpolate::handle_MEAN_H(DataRecord record, qint64)
+{
+    handleMean<HarmonicMeanKernel>(record);
+}
+
+void Interpolate::handle_MEAN_S(DataRecord record, qint64)
+{
+    handleMean<QuadraticMeanKernel>(record);
+}
+
+// --- Extremes ----------------------------------------------------------------------------------------------
+
+void Interpolate::handle_MIN(DataRecord record, qint64 recordTimestamp)
+{
+    handle_MINorMAX(std::move(record), recordTimestamp, true);
+}
+
+void Interpolate::handle_MAX(DataRecord record, qint64 recordTimestamp)
+{
+    handle_MINorMAX(std::move(record), recordTimestamp, false);
+}
+
+void Interpolate::handle_MINorMAX(DataRecord record, qint64 recordTimestamp, bool isMin)
+{
+    if (recordTimestamp >= intervalEnd) {
+        pushExtreme(recordTimestamp);
+        minRecord.value = QVariant();
+    }
+    const double value = record.value.toDouble();
+    const double extreme = minRecord.value.toDouble();
+    if (!isSet(minRecord) || (isMin ? value < extreme : value > extreme))
+        minRecord = std::move(record);
+}
+
+/// Closes the interval of MIN or MAX and the empty ones up to the timestamp, which repeat its extreme.
+void Interpolate::pushExtreme(qint64 timestamp)
+{
+    const bool hasExtreme = isSet(minRecord);
+    const double extreme = minRecord.value.toDouble();
+    if (hasExtreme)
+        pushIntervalValue(align ? intervalEnd : minRecord.timestamp, extreme, false);
+    incIntervalNextTimestamp();
+
+    qint64 offsetMs = 0;
+    while (timestamp >= intervalEnd) {
+        offsetMs = saturatingAdd(offsetMs, saturatingSubtract(intervalEnd, intervalStart));
+        const qint64 label = align ? intervalEnd : saturatingAdd(minRecord.timestamp, offsetMs);
+        if (!hasExtreme || !emitsEmptyInterval()) {
+            skipToIntervalOf(timestamp);
+            return;
+        }
+        pushIntervalValue(label, extreme, fillNull);
+        incIntervalNextTimestamp();
+    }
+}
+
+void Interpolate::handle_MIN_MAX(DataRecord record, qint64 recordTimestamp)
+{
+    if (recordTimestamp >= intervalEnd) {
+        if (isSet(minRecord))
+            pushMinMax();
+        incIntervalNextTimestamp();
+        while (recordTimestamp >= intervalEnd) {
+            if (!emitsEmptyInterval()) {
+                skipToIntervalOf(recordTimestamp);
+                break;
+            }
+            pushIntervalValue(intervalEnd, 0.0, fillNull);
+            pushIntervalValue(saturatingAdd(intervalEnd, 1), 0.0, fillNull);
+            incIntervalNextTimestamp();
+        }
+        minRecord.value = QVariant();
+        maxRecord.value = QVariant();
+    }
+    const double value = record.value.toDouble();
+    if (!isSet(minRecord) || value < minRecord.value.toDouble())
+        minRecord = record;
+    if (!isSet(maxRecord) || value > maxRecord.value.toDouble())
+        maxRecord = std::move(record);
+}
+
+void Interpolate::pushMinMax()
+{
+    std::vector<DataRecord> extremes = {minRecord, maxRecord};
+    // The two results never share a timestamp.
+    if (maxRecord.timestamp == minRecord.timestamp)
+        extremes[1].timestamp = saturatingAdd(extremes[1].timestamp, 1);
+    if (!align)
+        std::sort(extremes.begin(), extremes.end());
+    if (average) {
+        const double middle = (extremes[0].value.toDouble() + extremes[1].value.toDouble()) * 0.5;
+        extremes = {DataRecord(extremes[1].timestamp, QVariant(middle))};
+    }
+    qint64 boundary = intervalEnd;
+    for (const DataRecord& extreme : extremes) {
+        pushIntervalValue(align ? boundary : extreme.timestamp, extreme.value.toDouble(), false);
+        boundary = saturatingAdd(boundary, 1);
+    }
+}
+
+// --- Sum ---------------------------------------------------------------------------------------------------
+
+void Interpolate::handle_SUM(DataRecord record, qint64)
+{
+    if (linear)
+        handleSumLinear(record);
+    else
+        handleSumPlain(record);
+}
+
+void Interpolate::handleSumPlain(const DataRecord& record)
+{
+    const bool atBoundary = align || prevRecord.timestamp == 0;
+    while (record.timestamp >= intervalEnd) {
+        prevInInterval = prevRecord.timestamp >= intervalStart;
+        // Kept: before the first record, without alignment, intervals from before the epoch are not null.
+        const bool isFillNull = fillNull && !(!align && atBoundary && intervalStart < 1);
+        // Kept: without alignment repeated fills all carry the timestamp of the previous record.
+        const qint64 label = atBoundary ? intervalEnd : prevRecord.timestamp;
+        if (!prevInInterval && (isFillNull == fillNull ? !emitsEmptyInterval() : !fill)) {
+            skipToIntervalOf(record.timestamp);
+            break;
+        }
+        pushIntervalValue(label, aggSum, !prevInInterval && isFillNull);
+        if (prevInInterval || !fillNull)
+            aggSum = 0.0;
+        incIntervalNextTimestamp();
+    }
+    aggSum += record.value.toDouble();
+    rememberPrevious(record);
+}
+
+/// Splits the sum across interval boundaries in proportion to time.
+void Interpolate::handleSumLinear(const DataRecord& record)
+{
+    aggSum += record.value.toDouble();
+    while (record.timestamp >= intervalEnd) {
+        const auto sumAt = [&](qint64 timestamp) {
+            return linearInterpolate(prevRecord.timestamp, sumAtPrevRecord, timestamp, record.timestamp,
+                                     aggSum);
+        };
+        lastLinearValue = sumAt(intervalEnd);
+        prevInInterval = prevRecord.timestamp >= intervalStart;
+        if (!prevInInterval && !emitsEmptyInterval()) {
+            skipToIntervalOf(record.timestamp);
+            lastLinearValue = sumAt(intervalStart);
+            break;
+        }
+        pushIntervalValue(intervalEnd, lastLinearValue, !prevInInterval && fillNull);
+        if (prevInInterval || !fillNull)
+            aggSum -= lastLinearValue;
+        incIntervalNextTimestamp();
+    }
+    sumAtPrevRecord = aggSum;
+    rememberPrevious(record);
+}
+
+// --- Median and mode ---------------------------------------------------------------------------------------
+
+void Interpolate::handle_MEDIAN(DataRecord record, qint64 recordTimestamp)
+{
+    if (recordTimestamp >= intervalEnd && !medianValues.empty()) {
+        pushIntervalValue(intervalEnd, medianOf(medianValues), false);
+        incIntervalNextTimestamp();
+        medianValues.clear();
+    }
+    fillEmptyIntervals(recordTimestamp);
+    medianValues.push_back(record.value.toDouble());
+    if (medianValues.size() > kMaxValuesPerInterval) {
+        medianValues.clear();
+        throw std::out_of_range("Limit reached for median");
+    }
+}
+
+void Interpolate::handle_MODE(DataRecord record, qint64 recordTimestamp)
+{
+    if (recordTimestamp >= intervalEnd && !modeCounts.empty()) {
+        // Kept: the greatest value, not the most frequent one; the counts only decide between NaNs.
+        const auto greatest = std::max_element(modeCounts.begin(), modeCounts.end());
+        pushIntervalValue(intervalEnd, greatest->first, false);
+        incIntervalNextTimestamp();
+        modeCounts.clear();
+    }
+    fillEmptyIntervals(recordTimestamp);
+    ++modeCounts[record.value.toDouble()];
+    if (modeCounts.size() > kMaxValuesPerInterval) {
+        modeCounts.clear();
+        throw std::out_of_range("Limit reached for mode");
+    }
+}
+
+} // namespace Kiv

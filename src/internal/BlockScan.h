@@ -1,0 +1,42 @@
+#pragma once
+
+// Owns the reading of a file in blocks of whole records. Knows only their length.
+
+#include "internal/FileAccess.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace Kiv::Internal
+{
+
+inline constexpr qint64 kScanBlockBytes = 256 * 1024;
+
+/// Reads the whole records from a position to the end of a file, block by block.
+///
+/// \param visit  called as visit(const char* bytes) -> bool with the `strideBytes` bytes of each record, in
+///               file order; false ends the scan
+/// \return false when a visit ended the scan. A partial record at the end is never visited.
+template <typename Visit>
+bool scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideBytes, Visit visit)
+{
+    const qint64 blockBytes =
+        std::min(kScanBlockBytes / strideBytes * strideBytes,
+                 std::max<qint64>(endBytes - positionBytes, 0) / strideBytes * strideBytes);
+    std::vector<char> block(static_cast<std::size_t>(blockBytes));
+    while (endBytes - positionBytes >= strideBytes) {
+        const qint64 wanted = std::min(blockBytes, endBytes - positionBytes);
+        const qint64 got = readAt(fd, block.data(), wanted, positionBytes) / strideBytes * strideBytes;
+        if (got == 0)
+            return true;
+        const char* const end = block.data() + got;
+        for (const char* bytes = block.data(); bytes != end; bytes += strideBytes) {
+            if (!visit(bytes))
+                return false;
+        }
+        positionBytes += got;
+    }
+    return true;
+}
+
+} // namespace Kiv::Internal

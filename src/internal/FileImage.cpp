@@ -1,0 +1,153 @@
+#include "internal/FileImage.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace Kiv::Internal
+{
+
+FileImage::FileImage(int fd, qint64 sizeBytes)
+    : m_fd(fd),
+      m_diskSizeBytes(sizeBytes),
+      m_changedStart(sizeBytes),
+      m_restStart(sizeBytes),
+      m_restSizeBytes(sizeBytes)
+{
+}
+
+qint64 FileImage::sizeBytes() const
+{
+    return changedEnd() + (m_restSizeBytes - m_restStart);
+}
+
+void FileImage::load()
+{
+    if (m_isLoaded)
+        return;
+    m_isLoaded = true;
+    m_original.resize(static_cast<qsizetype>(m_diskSizeBytes));
+    const qint64 got = readAt(m_fd, m_original.data(), m_diskSizeBytes, 0);
+    std::memset(m_original.data() + got, 0, static_cast<std::size_t>(m_diskSizeBytes - got));
+    m_rest = m_original;
+}
+
+qint64 FileImage::read(qint64 positionBytes, char* bytes, qint64 countBytes)
+{
+    qint64 done = 0;
+    const auto copyFrom = [&](const QByteArray& stretch, qint64 stretchEnd, qint64 shift) {
+        const qint64 count = std::min(countBytes, stretchEnd - positionBytes) - done;
+        if (count <= 0)
+            return;
+        std::memcpy(bytes + done, stretch.constData() + (positionBytes + done - shift),
+                    static_cast<std::size_t>(count));
+        done += count;
+    };
+    if (positionBytes < m_changedStart || positionBytes + countBytes > changedEnd())
+        load();
+    copyFrom(m_original, std::min(m_changedStart, positionBytes + countBytes), 0);
+    copyFrom(m_changed, std::min(changedEnd(), positionBytes + countBytes), m_changedStart);
+    copyFrom(m_rest, std::min(sizeBytes(), positionBytes + countBytes), changedEnd() - m_restStart);
+    return done;
+}
+
+/// Makes the changed stretch end at a position of the image, so that it can grow there.
+void FileImage::moveGapTo(qint64 positionBytes)
+{
+    if (!m_isTouched) {
+        m_isTouched = true;
+        m_changedStart = positionBytes;
+        m_restStart = positionBytes;
+        return;
+    }
+    if (positionBytes == changedEnd())
+        return;
+    load();
+    if (positionBytes > changedEnd()) {
+        const qint64 count = positionBytes - changedEnd();
+        m_changed.append(m_rest.constData() + m_restStart, static_cast<qsizetype>(count));
+        m_restStart += count;
+        return;
+    }
+    // Backwards, which only misaligned floats and late duplicates ask for.
+    QByteArray rest;
+    if (positionBytes < m_changedStart)
+        rest = m_original.mid(static_cast<qsizetype>(positionBytes),
+                              static_cast<qsizetype>(m_changedStart - positionBytes));
+    const qint64 kept = std::max<qint64>(positionBytes - m_changedStart, 0);
+    rest += m_changed.mid(static_cast<qsizetype>(kept));
+    rest += m_rest.mid(static_cast<qsizetype>(m_restStart));
+    m_changed.truncate(static_cast<qsizetype>(kept));
+    m_changedStart = std::min(m_changedStart, positionBytes);
+    m_rest = rest;
+    m_restStart = 0;
+    m_restSizeBytes = m_rest.size();
+}
+
+void FileImage::write(qint64 positionBytes, const char* bytes, qint64 countBytes)
+{
+    if (positionBytes + countBytes < sizeBytes())
+        load();
+    moveGapTo(std::min(positionBytes, sizeBytes()));
+    m_changed.append(bytes, static_cast<qsizetype>(countBytes));
+    m_restStart = std::min(m_restStart + countBytes, m_restSizeBytes);
+}
+
+void FileImage::insert(qint64 positionBytes, const char* bytes, qint64 countBytes)
+{
+    // Loaded before the gap opens, so that the rest keeps its place in the file.
+    load();
+    moveGapTo(std::min(positionBytes, sizeBytes()));
+    m_changed.append(bytes, static_cast<qsizetype>(countBytes));
+}
+
+IoResult FileImage::flush()
+{
+    if (!m_isTouched)
+        return {};
+    const qint64 oldEnd = std::clamp(m_diskSizeBytes, m_changedStart, sizeBytes());
+    IoResult result = writeRange(oldEnd, sizeBytes());
+    if (result.ok()) {
+        result = overwriteOldBytes(oldEnd);
+        if (!result.ok())
+            restoreOldBytes();
+    }
+    // Nothing more can be done about what fails here; the failure that led here is reported.
+    if (!result.ok())
+        static_cast<void>(truncateFile(m_fd, m_diskSizeBytes).ok());
+    return result;
+}
+
+/// Goes towards the start of the file: what moved back is copied before its old place is written over, so
+/// that no old record is missing between two system calls.
+IoResult FileImage::overwriteOldBytes(qint64 oldEnd)
+{
+    const qint64 changedEndInside = std::min(changedEnd(), oldEnd);
+    if (const IoResult result = writeRange(changedEndInside, oldEnd); !result.ok())
+        return result;
+    return writeRange(m_changedStart, changedEndInside);
+}
+
+IoResult FileImage::writeRange(qint64 fromBytes, qint64 toBytes)
+{
+    const qint64 changedCount = std::min(toBytes, changedEnd()) - fromBytes;
+    if (changedCount > 0) {
+        const char* bytes = m_changed.constData() + (fromBytes - m_changedStart);
+        if (const IoResult result = writeAt(m_fd, bytes, changedCount, fromBytes); !result.ok())
+            return result;
+        fromBytes += changedCount;
+    }
+    if (fromBytes >= toBytes)
+        return {};
+    const char* bytes = m_rest.constData() + (m_restStart + fromBytes - changedEnd());
+    return writeAt(m_fd, bytes, toBytes - fromBytes, fromBytes);
+}
+
+void FileImage::restoreOldBytes()
+{
+    if (!m_isLoaded)
+        return;
+    const char* bytes = m_original.constData() + m_changedStart;
+    static_cast<void>(writeAt(m_fd, bytes, m_diskSizeBytes - m_changedStart, m_changedStart).ok());
+}
+
+} // namespace Kiv::Internal

@@ -1,0 +1,51 @@
+#include "internal/FileReplacement.h"
+
+#include "internal/NewRecordFile.h"
+#include "internal/SwapFiles.h"
+
+namespace Kiv::Internal
+{
+
+namespace
+{
+
+using Records = std::vector<Interpolate::DataRecord>;
+
+IoResult writeReplacement(NewRecordFile& file, const Records& records)
+{
+    for (const Interpolate::DataRecord& record : records) {
+        if (const IoResult result = file.add(record); !result.ok())
+            return result;
+    }
+    return file.finish(NewRecordFile::Durability::Synchronized);
+}
+
+} // namespace
+
+ReplacementResult replaceRecordFile(const FilePlace& place, QMetaType::Type type, qint64 baseMs,
+                                    const Records& records)
+{
+    const RecordShape shape(type, place.depth);
+    // A replacement that is still due holds the valid records and must not be removed.
+    if (shape.isVariable() && completeSwap(place.path) != place.path)
+        return ReplacementResult::WriteFailed;
+    removeSwapFiles(place.path);
+
+    NewRecordFile file(swapPathOf(place.path), shape, baseMs);
+    // The companion is there first and goes first: a new record file alone means that it is the valid one.
+    if (shape.isVariable() && !file.createCompanion())
+        return ReplacementResult::OpenFailed;
+    if (!file.open(QIODevice::WriteOnly)) {
+        removeSwapFiles(place.path);
+        return ReplacementResult::OpenFailed;
+    }
+    if (!writeReplacement(file, records).ok()) {
+        removeSwapFiles(place.path);
+        return ReplacementResult::WriteFailed;
+    }
+    const IoResult swapped =
+        shape.isVariable() ? swapPair(place.path) : renameFile(swapPathOf(place.path), place.path);
+    return swapped.ok() ? ReplacementResult::Replaced : ReplacementResult::WriteFailed;
+}
+
+} // namespace Kiv::Internal

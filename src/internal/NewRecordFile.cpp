@@ -1,0 +1,66 @@
+#include "internal/NewRecordFile.h"
+
+#include "internal/RecordEncoder.h"
+
+namespace Kiv::Internal
+{
+
+namespace
+{
+
+constexpr qsizetype kMaxPendingBytes = 1024 * 1024;
+
+} // namespace
+
+NewRecordFile::NewRecordFile(const QString& path, const RecordShape& shape, qint64 baseMs)
+    : m_shape(shape), m_baseMs(baseMs), m_file(path), m_values(varPathOf(path))
+{
+}
+
+bool NewRecordFile::open(QIODevice::OpenMode mode)
+{
+    if (!openFile(m_file, mode))
+        return false;
+    m_sizeBytes = fileSizeBytes(m_file.handle());
+    return true;
+}
+
+IoResult NewRecordFile::add(const Interpolate::DataRecord& record)
+{
+    char bytes[kMaxRecordBytes];
+    if (const IoResult result = encodeRecord(m_shape, m_baseMs, record, m_values, bytes); !result.ok())
+        return result;
+    m_pending.append(bytes, m_shape.strideBytes());
+    return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
+}
+
+IoResult NewRecordFile::flush()
+{
+    const IoResult result = writeAt(m_file.handle(), m_pending.constData(), m_pending.size(), m_sizeBytes);
+    m_sizeBytes += m_pending.size();
+    m_pending.clear();
+    return result;
+}
+
+IoResult NewRecordFile::flushAll(Durability durability)
+{
+    if (const IoResult result = m_values.flush(); !result.ok())
+        return result;
+    if (const IoResult result = flush(); !result.ok() || durability == Durability::Cached)
+        return result;
+    if (const IoResult result = m_values.synchronize(); !result.ok())
+        return result;
+    return synchronizeFile(m_file.handle());
+}
+
+IoResult NewRecordFile::finish(Durability durability)
+{
+    const IoResult written = flushAll(durability);
+    const IoResult valuesClosed = m_values.close();
+    const IoResult recordsClosed = closeFile(m_file);
+    if (!written.ok())
+        return written;
+    return valuesClosed.ok() ? recordsClosed : valuesClosed;
+}
+
+} // namespace Kiv::Internal

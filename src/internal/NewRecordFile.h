@@ -1,0 +1,49 @@
+#pragma once
+
+// Owns the sequential writing of a record file that is made anew, with its companion.
+
+#include "Interpolate.h"
+
+#include "internal/FileAccess.h"
+#include "internal/RecordLayout.h"
+#include "internal/VarFile.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QIODevice>
+#include <QString>
+
+namespace Kiv::Internal
+{
+
+class NewRecordFile
+{
+public:
+    NewRecordFile(const QString& path, const RecordShape& shape, qint64 baseMs);
+
+    /// Creates or empties the file; with `QIODevice::Append` goes on at its end. With retries.
+    bool open(QIODevice::OpenMode mode);
+
+    /// Creates the companion, so that it is there before the record file.
+    bool createCompanion() { return m_values.ensureWritable(); }
+
+    IoResult add(const Interpolate::DataRecord& record);
+
+    enum class Durability { Cached, Synchronized };
+
+    /// Writes everything and closes the files.
+    IoResult finish(Durability durability);
+
+private:
+    IoResult flush();
+    IoResult flushAll(Durability durability);
+
+    RecordShape m_shape;
+    qint64 m_baseMs;
+    QFile m_file;
+    VarFile m_values;
+    qint64 m_sizeBytes = 0;
+    QByteArray m_pending;
+};
+
+} // namespace Kiv::Internal

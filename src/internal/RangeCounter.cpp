@@ -1,0 +1,73 @@
+#include "internal/RangeCounter.h"
+
+#include "TSFileStorage.h"
+
+#include "internal/BlockScan.h"
+#include "internal/LogTexts.h"
+#include "internal/TreeCursor.h"
+
+namespace Kiv::Internal
+{
+
+RangeCounter::RangeCounter(const TSFileStorage& stored, qint64 startMs, qint64 endMs, bool endIsLast)
+    : m_stored(stored), m_startMs(startMs), m_endMs(endMs), m_endIsLast(endIsLast)
+{
+}
+
+qint64 RangeCounter::count()
+{
+    TreeCursor cursor(m_stored.m_dir);
+    FilePlace place = cursor.locate(m_startMs);
+    if (!place.found)
+        place = cursor.next(place);
+    for (; place.found; place = cursor.next(place)) {
+        const qint64 baseMs = baseTimeMs(place);
+        if (m_endIsLast && baseMs >= m_startMs) {
+            m_count +=
+                fileSizeBytes(place.path) / RecordShape(m_stored.m_valueType, place.depth).recordSize();
+            continue;
+        }
+        RecordFile file(place, m_stored.m_valueType);
+        if (file.open(LogTexts::kOpenCount, baseMs) && !countFile(file))
+            break;
+    }
+    return m_count;
+}
+
+/// \return false when the range ends in this file
+bool RangeCounter::countFile(RecordFile& file)
+{
+    if (file.baseMs() >= m_startMs && lastTimestampMs(file) <= m_endMs) {
+        m_count += file.recordCount();
+        return true;
+    }
+    return countRecords(file);
+}
+
+/// Timestamp of the last whole record; the base time without one.
+qint64 RangeCounter::lastTimestampMs(const RecordFile& file) const
+{
+    const RecordShape& shape = file.shape();
+    const qint64 position = shape.isExact() ? (file.recordCount() - 1) * shape.recordSize()
+                                            : file.sizeBytes() - shape.recordSize();
+    char bytes[kMaxRecordBytes] = {};
+    if (file.recordCount() < 1 ||
+        readAt(file.handle(), bytes, shape.offsetWidth, position) < shape.offsetWidth)
+        return file.baseMs();
+    return saturatingAdd(file.baseMs(), decodeOffset(bytes, shape.offsetWidth));
+}
+
+bool RangeCounter::countRecords(RecordFile& file)
+{
+    const RecordShape& shape = file.shape();
+    const qint64 position = file.baseMs() >= m_startMs ? 0 : file.searchFirst(m_startMs);
+    return scanBlocks(file.handle(), position, file.sizeBytes(), shape.strideBytes(), [&](const char* bytes) {
+        const qint64 timestamp = saturatingAdd(file.baseMs(), decodeOffset(bytes, shape.offsetWidth));
+        if (timestamp > m_endMs)
+            return false;
+        m_count += timestamp >= m_startMs ? 1 : 0;
+        return true;
+    });
+}
+
+} // namespace Kiv::Internal

@@ -1,0 +1,97 @@
+#pragma once
+
+// Owns one record file opened for reading, with its companion: positions, single records, scans. Never
+// writes.
+
+#include "Interpolate.h"
+
+#include "internal/BlockScan.h"
+#include "internal/FileAccess.h"
+#include "internal/FilePlace.h"
+#include "internal/LogTexts.h"
+#include "internal/RecordLayout.h"
+#include "internal/VarFile.h"
+
+#include <QFile>
+#include <QMetaType>
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace Kiv::Internal
+{
+
+class RecordFile
+{
+public:
+    RecordFile(const FilePlace& place, QMetaType::Type type);
+
+    /// Opens the file read-only, with retries. A failure is one further line: `failureText` with the path.
+    /// \param baseMs  the base time when it is known; taking it from names that form no date is a log line
+    bool open(const LogText& failureText, std::optional<qint64> baseMs = std::nullopt);
+
+    const RecordShape& shape() const { return m_shape; }
+    qint64 baseMs() const { return m_baseMs; }
+    qint64 sizeBytes() const { return m_sizeBytes; }
+    int handle() const { return m_file.handle(); }
+    VarFile& values() { return m_values; }
+
+    /// Whole records as position arithmetic counts them.
+    qint64 recordCount() const { return m_sizeBytes / m_shape.recordSize(); }
+
+    /// Position at which a binary search for the timestamp ends.
+    qint64 search(qint64 timestampMs) const;
+
+    /// The same, on the first of several records with that timestamp.
+    qint64 searchFirst(qint64 timestampMs) const;
+
+    /// The record at a position; bytes beyond the end of the file read as zero, a value that is not all
+    /// there as null or zero.
+    /// \param endBytes  out: where the read ended
+    Interpolate::DataRecord readAt(qint64 positionBytes, qint64& endBytes);
+
+    /// The first record, the last record; (base time, zero or null) in a file without a whole record.
+    Interpolate::DataRecord first();
+    Interpolate::DataRecord last();
+
+    /// Appends every whole record whose timestamp is wanted, in file order. All values are read, so that each
+    /// one that cannot be read shows in the log.
+    /// \param isWanted  called as isWanted(qint64 timestampMs) -> bool
+    /// \return false when a wanted value could not be read back
+    template <typename IsWanted>
+    bool readAll(std::vector<Interpolate::DataRecord>& records, IsWanted isWanted);
+    bool readAll(std::vector<Interpolate::DataRecord>& records);
+
+private:
+    struct Decoded {
+        Interpolate::DataRecord record;
+        bool isIntact;
+    };
+    Decoded decode(const char* bytes);
+    qint64 offsetAt(qint64 positionBytes) const;
+
+    FilePlace m_place;
+    RecordShape m_shape;
+    QFile m_file;
+    VarFile m_values;
+    qint64 m_baseMs = 0;
+    qint64 m_sizeBytes = 0;
+};
+
+template <typename IsWanted>
+bool RecordFile::readAll(std::vector<Interpolate::DataRecord>& records, IsWanted isWanted)
+{
+    bool areIntact = true;
+    scanBlocks(handle(), 0, m_sizeBytes, m_shape.strideBytes(), [&](const char* bytes) {
+        Decoded decoded = decode(bytes);
+        if (isWanted(decoded.record.timestamp)) {
+            areIntact = areIntact && decoded.isIntact;
+            records.push_back(std::move(decoded.record));
+        }
+        return true;
+    });
+    return areIntact;
+}
+
+} // namespace Kiv::Internal

@@ -1,0 +1,157 @@
+#pragma once
+
+// Owns the bytes of one record: the timestamp offset in its width and the value in its encoding, both
+// big-endian. Pure: no I/O, no log, no knowledge of what a depth in the calendar tree means beyond the
+// width of its offsets.
+
+#include <QMetaType>
+#include <QVariant>
+#include <QtEndian>
+
+#include <cstring>
+
+namespace Kiv::Internal
+{
+
+/// How a value is held in its record.
+enum class ValueCoding : quint8 {
+    Bool,
+    Int8,
+    UInt8,
+    Int16,
+    UInt16,
+    Int32,
+    UInt32,
+    Int64,
+    UInt64,
+    Double,
+    FloatAsDouble, ///< a float, stored as the 8 bytes of a double
+    VarPosition,   ///< the position of the value in the companion file
+};
+
+ValueCoding valueCodingForType(QMetaType::Type type);
+
+/// "B", "W", "I", "L", "F", "D", or "V" for every type without a fixed-size encoding.
+char markerForType(QMetaType::Type type);
+
+/// Bytes of a value as all position arithmetic counts them. Kept: 4 for a float, which takes 8 on disk.
+int dataLengthForType(QMetaType::Type type);
+
+/// Bytes of a timestamp offset for the depths 0 (year) to 4 (minute), 0 for any other depth.
+int offsetWidthForDepth(int depth);
+
+inline constexpr int kMaxRecordBytes = 16;
+
+/// Sizes of the records of one file.
+struct RecordShape {
+    int offsetWidth = 0;                      ///< bytes
+    int dataLength = 0;                       ///< bytes, for position arithmetic
+    ValueCoding coding = ValueCoding::Double; ///< of the value
+
+    RecordShape() = default;
+    RecordShape(QMetaType::Type type, int depth);
+
+    /// Bytes of a record in all position arithmetic.
+    int recordSize() const { return offsetWidth + dataLength; }
+    /// Bytes that a value really takes in the file.
+    int valueBytes() const { return coding == ValueCoding::FloatAsDouble ? 8 : dataLength; }
+    /// Bytes that a record really takes in the file: how far a sequential read advances.
+    int strideBytes() const { return offsetWidth + valueBytes(); }
+    bool isVariable() const { return coding == ValueCoding::VarPosition; }
+    /// True when positions computed from record sizes and bytes on disk agree.
+    bool isExact() const { return recordSize() == strideBytes(); }
+};
+
+template <int width>
+qint64 decodeOffsetOfWidth(const char* bytes)
+{
+    if constexpr (width == 0)
+        return 0;
+    else if constexpr (width == 5)
+        return (qint64{static_cast<quint8>(bytes[0])} << 32) | qFromBigEndian<quint32>(bytes + 1);
+    else if constexpr (width == 4)
+        return qFromBigEndian<quint32>(bytes);
+    else if constexpr (width == 3)
+        return (qint64{static_cast<quint8>(bytes[0])} << 16) | qFromBigEndian<quint16>(bytes + 1);
+    else
+        return qFromBigEndian<quint16>(bytes);
+}
+
+/// Writes the low bits of the offset; higher bits are dropped.
+void encodeOffset(char* bytes, int width, qint64 offsetMs);
+/// \return the offset in milliseconds, unsigned within its width; 0 for width 0
+qint64 decodeOffset(const char* bytes, int width);
+
+/// Writes `valueBytes()` bytes of a fixed-size value, narrowed by QVariant's own conversions.
+void encodeValue(char* bytes, ValueCoding coding, const QVariant& value);
+void encodeVarPosition(char* bytes, qint32 positionBytes);
+qint32 decodeVarPosition(const char* bytes);
+
+template <ValueCoding coding>
+QVariant decodeValueOfCoding(const char* bytes)
+{
+    switch (coding) {
+    case ValueCoding::Bool:
+        return QVariant(bytes[0] != 0);
+    case ValueCoding::Int8:
+        return QVariant(int{static_cast<qint8>(bytes[0])});
+    case ValueCoding::UInt8:
+        return QVariant(int{static_cast<quint8>(bytes[0])});
+    case ValueCoding::Int16:
+        return QVariant(int{qFromBigEndian<qint16>(bytes)});
+    case ValueCoding::UInt16:
+        return QVariant(int{qFromBigEndian<quint16>(bytes)});
+    case ValueCoding::Int32:
+        return QVariant(int{qFromBigEndian<qint32>(bytes)});
+    case ValueCoding::UInt32:
+        return QVariant(uint{qFromBigEndian<quint32>(bytes)});
+    case ValueCoding::Int64:
+        return QVariant(qlonglong{qFromBigEndian<qint64>(bytes)});
+    case ValueCoding::UInt64:
+        return QVariant(qulonglong{qFromBigEndian<quint64>(bytes)});
+    case ValueCoding::Double:
+    case ValueCoding::FloatAsDouble: {
+        const quint64 bits = qFromBigEndian<quint64>(bytes);
+        double number = 0.0;
+        std::memcpy(&number, &bits, sizeof number);
+        if constexpr (coding == ValueCoding::FloatAsDouble)
+            return QVariant(static_cast<float>(number));
+        else
+            return QVariant(number);
+    }
+    case ValueCoding::VarPosition:
+        break;
+    }
+    return QVariant();
+}
+
+/// The value of a fixed-size coding; an invalid QVariant for VarPosition.
+QVariant decodeValue(const char* bytes, ValueCoding coding);
+
+/// The value that bytes beyond the end of a file stand for: zero of its type, null for VarPosition.
+QVariant zeroValue(ValueCoding coding);
+
+/// Position of the record that a binary search for `offsetMs` examines last, among `recordCount`
+/// records of `recordSize` bytes: an exact match (any of several), else a direct neighbour of the
+/// insertion point. `offsetAt(positionBytes)` reads the offset stored there. recordCount must be at
+/// least 1. At most floor(log2 n) + 1 probes.
+template <typename OffsetAt>
+qint64 searchRecords(qint64 recordCount, qint64 recordSize, qint64 offsetMs, OffsetAt offsetAt)
+{
+    qint64 low = 0;
+    qint64 high = recordCount;
+    while (true) {
+        const qint64 middle = low + (high - low) / 2;
+        const qint64 found = offsetAt(middle * recordSize);
+        if (found == offsetMs)
+            return middle * recordSize;
+        if (found > offsetMs)
+            high = middle;
+        else
+            low = middle + 1;
+        if (low >= high)
+            return middle * recordSize;
+    }
+}
+
+} // namespace Kiv::Internal
