@@ -62,8 +62,9 @@ QString fillPlaceholders(const QString& format, const std::vector<QString>& valu
 
 Logger& Logger::instance()
 {
-    static Logger logger;
-    return logger;
+    // Never destroyed: a destructor of another static object may still log.
+    static Logger* const logger = new Logger;
+    return *logger;
 }
 
 void Logger::out(unsigned char level, const QString& text, const char* file, int line)

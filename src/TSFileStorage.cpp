@@ -68,6 +68,18 @@ bool readBytes(QDataStream& stream, char* bytes, int countBytes)
     return false;
 }
 
+/// Hands a record over, unless the file could not be read where it should lie.
+bool deliver(const RecordFile& file, const LogText& failureText, const FilePlace& place, DataRecord&& found,
+             DataRecord& record)
+{
+    if (file.hasReadError()) {
+        logLine(failureText, place.path);
+        return false;
+    }
+    record = std::move(found);
+    return true;
+}
+
 /// A range end that stands for a time to be looked up.
 qint64 resolvedTimestamp(qint64 timestampMs, const DataRecord& first, const DataRecord& last)
 {
@@ -201,8 +213,8 @@ bool TSFileStorage::getFirstDataRecord(DataRecord& record)
     RecordFile file(place, m_valueType);
     if (!place.found || !file.open(LogTexts::kOpenGetFirst))
         return false;
-    record = file.first();
-    return true;
+    DataRecord first = file.first();
+    return deliver(file, LogTexts::kOpenGetFirst, place, std::move(first), record);
 }
 
 bool TSFileStorage::getLastDataRecord(DataRecord& record)
@@ -211,8 +223,8 @@ bool TSFileStorage::getLastDataRecord(DataRecord& record)
     RecordFile file(place, m_valueType);
     if (!place.found || !file.open(LogTexts::kOpenGetLast))
         return false;
-    record = file.last();
-    return true;
+    DataRecord last = file.last();
+    return deliver(file, LogTexts::kOpenGetLast, place, std::move(last), record);
 }
 
 bool TSFileStorage::findDataRecord(qint64 ts, DataRecord& record)
@@ -418,7 +430,7 @@ void TSFileStorage::writeDataRecord(QDataStream& stream, DataRecord record, qint
     VarFile values(varPathOf(recordPathOf(stream)));
     char bytes[kMaxRecordBytes];
     const IoResult encoded = encodeRecord(shape, baseTs, record, values, bytes);
-    if (!encoded.ok() || !values.flush().ok()) {
+    if (!encoded.ok() || !values.flush().ok() || !values.close().ok()) {
         logLine(LogTexts::kWriteFailed, values.path());
         stream.setStatus(QDataStream::WriteFailed);
         return;
@@ -455,7 +467,7 @@ qint64 TSFileStorage::seekToTsOffsetPos(QDataStream& stream, qint64 fileSize, qi
 {
     QIODevice& device = *stream.device();
     const qint64 recordSize = m_dataLength + tsOffsetLength;
-    if (fileSize >= recordSize) {
+    if (recordSize >= 1 && fileSize >= recordSize) {
         searchRecords(fileSize / recordSize, recordSize, tsOffset, [&](qint64 positionBytes) {
             device.seek(positionBytes);
             return readCurrTsOffset(stream, depth);

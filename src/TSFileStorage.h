@@ -26,7 +26,8 @@ namespace Kiv
 /// the overwrite history in `<base>/<marker>O/`.
 ///
 /// Immutable; holds no open file and no cache. Every operation works on the caller's thread and closes its
-/// files before it returns. Any number of readers and one writer may use a series; nothing is locked.
+/// files before it returns. Nothing is locked: one writer at a time, and a reader during a write may see a
+/// partly rewritten file.
 /// Failures are log lines and a false or empty result; an open that fails is tried six times, a second apart.
 /// Timestamps are milliseconds since the epoch (UTC).
 class KIVTSFILESTORAGE_EXPORT TSFileStorage : public TSDirControl
@@ -47,12 +48,12 @@ public:
 
     /// Merges a batch into the series: appends, inserts, or overwrites a sample of the same timestamp. Of
     /// several samples with one timestamp the greatest value stays, or the last one given when values are
-    /// no numbers. Each file is read and written at most once per call.
+    /// no numbers. Merging reads and writes each file at most once; a file that grows too large is then split.
     /// \param records          in any order
-    /// \param noteLateWrites   log every sample written at or before the series' last one in the late-write
-    /// log \param keepOverwritten  keep every overwritten value in the overwrite history \return false when a
-    /// file could not be opened or a byte could not be stored; earlier files keep what
-    ///         was written. Failures in the companion series are only logged.
+    /// \param noteLateWrites   log every sample written at or before the series' last one in the late-write log
+    /// \param keepOverwritten  keep every overwritten value in the overwrite history
+    /// \return false when a file could not be opened or a byte could not be stored; earlier files keep what was
+    ///         written. Failures in the companion series are only logged.
     bool writeDataRecords(std::vector<Interpolate::DataRecord> records, bool noteLateWrites,
                           bool keepOverwritten);
 
@@ -63,14 +64,14 @@ public:
 
     // --- Reading -----------------------------------------------------------------------------------------
 
-    /// Reads a range, raw or interpolated. Opens only the files that cover it, one at a time.
+    /// Reads a range, raw or interpolated. Opens the series' first and last file, then those that cover the
+    /// range and the one before it if the method asks for it, one at a time.
     /// \param param   the (last) interpolation pass
     /// \param params  earlier passes
     /// \param start, end  range, both inclusive; -1 now, -2 first record, -3 last record
     /// \param result  results are appended
     /// \param shiftIntervalForward  label results with the start of their interval
-    /// \param limit   in: most results wanted, below 1 for no limit; out: the number of results when the
-    /// limit
+    /// \param limit   in: most results wanted, below 1 for no limit; out: the number of results when the limit
     ///                was reached, else 0
     /// \param lateRecords       may be null; receives this series' records that were written late during the
     ///                          range and are not in `result`, in order
@@ -115,21 +116,23 @@ public:
 
     /// Deletes the records from `from` to `to`, both inclusive and possibly -1, -2 or -3, and removes files
     /// and directories that become empty, upwards without end.
+    /// A file that holds a value which is to be kept and cannot be read back is left as it is.
     /// \return true; failures are logged
     bool deleteDataRecords(qint64 from, qint64 to, QString marker);
 
     /// Deletes from the series and both companions.
     bool deleteDataRecords(qint64 from, qint64 to);
 
-    /// Resolves -1 (now), -2 (first record), -3 (last record) and narrows a range to the records of
-    /// `storage`. \param fromAdjusted, toAdjusted  out: that end was at or beyond the records \return false
-    /// when nothing of the range exists
+    /// Resolves -1 (now), -2 (first record), -3 (last record) and narrows a range to the records of `storage`.
+    /// \param fromAdjusted, toAdjusted  out: that end was at or beyond the records
+    /// \return false when nothing of the range exists
     bool adjustTimestamps(TSFileStorage* storage, qint64& from, qint64& to, bool& fromAdjusted,
                           bool& toAdjusted);
 
     // --- Files -------------------------------------------------------------------------------------------
 
-    /// Splits a closed record file that is over the size limit into a directory of files one level deeper.
+    /// Splits a closed record file that is over the size limit into a directory of files one level deeper. The
+    /// file is removed first: when a new file then cannot be opened, what is not yet written is lost and logged.
     /// \return true when it was split
     bool checkMaxFileSize(QFile* file, TSFileInfo info);
 
@@ -152,9 +155,10 @@ public:
     TSFileStorage* getReadFilestorageForMarker(QString marker);
 
     // --- Records -----------------------------------------------------------------------------------------
-    // The streams stand on an open record file of this series. None of these operations fails: bytes beyond
-    // the end of the file read as zero.
+    // The streams stand on an open record file of this series. Bytes beyond the end of the file read as zero; a
+    // companion that cannot be opened is logged.
 
+    /// \return the letter of the series directory: "B", "W", "I", "L", "F", "D" or "V"
     QString getMarkerForValueType(QMetaType::Type type) const;
     /// \return bytes of a value as position arithmetic counts them
     int getDataLengthForValueType(QMetaType::Type type) const;
@@ -164,7 +168,8 @@ public:
     /// \return the offset at the stream's position in milliseconds
     qint64 readCurrTsOffset(QDataStream& stream, TSFileInfo::DirDepth depth);
 
-    /// Writes a record at the stream's position; a variable-length value is first appended to the companion.
+    /// Writes a record at the stream's position; a variable-length value is first appended to the companion. A
+    /// value that cannot be stored is logged and leaves the stream in the state WriteFailed.
     /// \param baseTs  base time of the file in milliseconds
     void writeDataRecord(QDataStream& stream, Interpolate::DataRecord record, qint64 baseTs,
                          TSFileInfo::DirDepth depth);

@@ -81,7 +81,7 @@ bool BatchWriter::write(Records records)
     }
     writeLateLog();
     writeOverwriteHistory();
-    return true;
+    return m_isStored;
 }
 
 /// Merges records that all belong to one file.
@@ -97,7 +97,8 @@ bool BatchWriter::writeRun(const FilePlace& place, Iterator begin, Iterator end)
         logLine(LogTexts::kWriteFailed, isStored ? refusedPath : writer.failedPath());
         return false;
     }
-    return limitFileSize(place, writer.hasOverwrittenVariable());
+    limitFileSize(place, writer.hasOverwrittenVariable());
+    return true;
 }
 
 /// \return false when a record was refused; those before it are merged
@@ -116,15 +117,15 @@ bool BatchWriter::putRun(RecordFileWriter& writer, Iterator begin, Iterator end)
     return true;
 }
 
-/// Splits the file when it has grown too large, else removes the values that were overwritten.
-bool BatchWriter::limitFileSize(const FilePlace& place, bool hasOverwrittenVariable)
+/// Splits the file when it has grown too large, else removes the values that were overwritten. What fails here
+/// does not keep later records from being written.
+void BatchWriter::limitFileSize(const FilePlace& place, bool hasOverwrittenVariable)
 {
     using Result = FileSplitter::Result;
     const Result split = FileSplitter(m_storage.m_valueType, m_storage.m_maxFileSize).splitIfTooLarge(place);
-    const bool isStored = split != Result::WriteFailed;
-    if (split == Result::Split || !hasOverwrittenVariable)
-        return isStored;
-    return reorganizeVarFile(place, m_storage.m_valueType) && isStored;
+    m_isStored = m_isStored && split != Result::WriteFailed;
+    if (split != Result::Split && hasOverwrittenVariable)
+        m_isStored = reorganizeVarFile(place, m_storage.m_valueType) && m_isStored;
 }
 
 void BatchWriter::noteOverwritten(qint64 timestampMs, const QVariant& oldValue, const QVariant& newValue)

@@ -38,7 +38,7 @@ private:
 
     bool writeRun(const FilePlace& place, Iterator begin, Iterator end);
     bool putRun(RecordFileWriter& writer, Iterator begin, Iterator end);
-    bool limitFileSize(const FilePlace& place, bool hasOverwrittenVariable);
+    void limitFileSize(const FilePlace& place, bool hasOverwrittenVariable);
     void noteOverwritten(qint64 timestampMs, const QVariant& oldValue, const QVariant& newValue);
     void noteLate(qint64 timestampMs);
     void writeLateLog();
@@ -51,6 +51,7 @@ private:
     qint64 m_lastTimestampMs = 0; ///< writes at or before this are late; follows the writes beyond it
     std::vector<qint64> m_late;
     Records m_overwritten;
+    bool m_isStored = true; ///< no split or reorganisation has failed
 };
 
 Q_DECLARE_OPERATORS_FOR_FLAGS(BatchWriter::Options)

@@ -12,13 +12,19 @@ namespace Kiv::Internal
 
 inline constexpr qint64 kScanBlockBytes = 256 * 1024;
 
+enum class ScanEnd {
+    AtEnd,
+    ByVisit,    ///< a visit wanted no more
+    ReadFailed, ///< whole records were there that could not be read
+};
+
 /// Reads the whole records from a position to the end of a file, block by block.
 ///
 /// \param visit  called as visit(const char* bytes) -> bool with the `strideBytes` bytes of each record, in
 ///               file order; false ends the scan
-/// \return false when a visit ended the scan. A partial record at the end is never visited.
+/// \return how the scan ended. A partial record at the end is never visited.
 template <typename Visit>
-bool scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideBytes, Visit visit)
+ScanEnd scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideBytes, Visit visit)
 {
     const qint64 blockBytes =
         std::min(kScanBlockBytes / strideBytes * strideBytes,
@@ -28,15 +34,15 @@ bool scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideByte
         const qint64 wanted = std::min(blockBytes, endBytes - positionBytes);
         const qint64 got = readAt(fd, block.data(), wanted, positionBytes) / strideBytes * strideBytes;
         if (got == 0)
-            return true;
+            return ScanEnd::ReadFailed;
         const char* const end = block.data() + got;
         for (const char* bytes = block.data(); bytes != end; bytes += strideBytes) {
             if (!visit(bytes))
-                return false;
+                return ScanEnd::ByVisit;
         }
         positionBytes += got;
     }
-    return true;
+    return ScanEnd::AtEnd;
 }
 
 } // namespace Kiv::Internal

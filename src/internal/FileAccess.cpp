@@ -74,6 +74,12 @@ bool fileExists(const QString& path)
     return ::stat(QFile::encodeName(path).constData(), &status) == 0;
 }
 
+bool isRegularFile(const QString& path)
+{
+    struct stat status = {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 qint64 fileSizeBytes(const QString& path)
 {
     struct stat status = {};
@@ -115,6 +121,18 @@ IoResult writeAt(int fd, const char* bytes, qint64 countBytes, qint64 positionBy
         done += written;
     }
     return {};
+}
+
+void copyPermissions(const QString& from, const QString& to)
+{
+    struct stat status = {};
+    if (::stat(QFile::encodeName(from).constData(), &status) != 0)
+        return;
+    const QByteArray path = QFile::encodeName(to);
+    // Only root may give files away; everybody else keeps at least the mode.
+    if (::chown(path.constData(), status.st_uid, status.st_gid) != 0 ||
+        ::chmod(path.constData(), status.st_mode & 07777) != 0)
+        static_cast<void>(::chmod(path.constData(), status.st_mode & 0777));
 }
 
 IoResult truncateFile(int fd, qint64 sizeBytes)

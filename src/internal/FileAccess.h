@@ -39,6 +39,7 @@ bool openFile(QFile& file, QIODevice::OpenMode mode, OpenAttempts attempts = Ope
 bool isSpecialFile(const QString& path);
 
 bool fileExists(const QString& path);
+bool isRegularFile(const QString& path);
 
 /// Bytes of a file, asked afresh; 0 when it does not exist.
 qint64 fileSizeBytes(const QString& path);
@@ -52,6 +53,9 @@ qint64 readAt(int fd, char* bytes, qint64 countBytes, qint64 positionBytes);
 
 /// Writes all bytes at a position, however many calls it takes.
 IoResult writeAt(int fd, const char* bytes, qint64 countBytes, qint64 positionBytes);
+
+/// Gives a file the owner and mode of another, as far as the system allows.
+void copyPermissions(const QString& from, const QString& to);
 
 IoResult truncateFile(int fd, qint64 sizeBytes);
 IoResult synchronizeFile(int fd);

@@ -1,7 +1,9 @@
 #include "internal/FileImage.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <limits>
 
 namespace Kiv::Internal
 {
@@ -25,9 +27,18 @@ void FileImage::load()
     if (m_isLoaded)
         return;
     m_isLoaded = true;
+    // With a file that cannot be held or read, the image goes on over zeros and is never written.
+    if (m_diskSizeBytes > std::numeric_limits<qsizetype>::max()) {
+        m_loadResult = IoResult(EFBIG);
+        m_diskSizeBytes = m_changedStart = m_restStart = m_restSizeBytes = 0;
+        return;
+    }
     m_original.resize(static_cast<qsizetype>(m_diskSizeBytes));
     const qint64 got = readAt(m_fd, m_original.data(), m_diskSizeBytes, 0);
-    std::memset(m_original.data() + got, 0, static_cast<std::size_t>(m_diskSizeBytes - got));
+    if (got < m_diskSizeBytes) {
+        m_loadResult = IoResult(EIO);
+        std::memset(m_original.data() + got, 0, static_cast<std::size_t>(m_diskSizeBytes - got));
+    }
     m_rest = m_original;
 }
 
@@ -102,8 +113,8 @@ void FileImage::insert(qint64 positionBytes, const char* bytes, qint64 countByte
 
 IoResult FileImage::flush()
 {
-    if (!m_isTouched)
-        return {};
+    if (!m_loadResult.ok() || !m_isTouched)
+        return m_loadResult;
     const qint64 oldEnd = std::clamp(m_diskSizeBytes, m_changedStart, sizeBytes());
     IoResult result = writeRange(oldEnd, sizeBytes());
     if (result.ok()) {
@@ -147,7 +158,7 @@ void FileImage::restoreOldBytes()
     if (!m_isLoaded)
         return;
     const char* bytes = m_original.constData() + m_changedStart;
-    static_cast<void>(writeAt(m_fd, bytes, m_diskSizeBytes - m_changedStart, m_changedStart).ok());
+    m_holdsOldBytes = writeAt(m_fd, bytes, m_diskSizeBytes - m_changedStart, m_changedStart).ok();
 }
 
 } // namespace Kiv::Internal

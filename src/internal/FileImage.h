@@ -38,6 +38,9 @@ public:
     /// far as the system allows.
     IoResult flush();
 
+    /// False when a failed flush could not put the old bytes back.
+    bool holdsOldBytes() const { return m_holdsOldBytes; }
+
 private:
     void load();
     void moveGapTo(qint64 positionBytes);
@@ -50,6 +53,8 @@ private:
     qint64 m_diskSizeBytes = 0;
     bool m_isLoaded = false;
     bool m_isTouched = false;
+    bool m_holdsOldBytes = true;
+    IoResult m_loadResult;
 
     QByteArray m_original;      ///< the file as it was, once loaded
     qint64 m_changedStart = 0;  ///< bytes of the image before this are those of the file

@@ -17,7 +17,7 @@ constexpr int kFieldCount = kMaxDepth + 1;
 
 QString padded(qint64 number, int width)
 {
-    return QStringLiteral("%1").arg(number, width, 10, QLatin1Char('0'));
+    return QString::number(number).rightJustified(width, u'0');
 }
 
 bool isValidDate(const std::array<int, kFieldCount>& fields)

@@ -43,8 +43,8 @@ ReplacementResult replaceRecordFile(const FilePlace& place, QMetaType::Type type
         removeSwapFiles(place.path);
         return ReplacementResult::WriteFailed;
     }
-    const IoResult swapped =
-        shape.isVariable() ? swapPair(place.path) : renameFile(swapPathOf(place.path), place.path);
+    copyPermissions(place.path, swapPathOf(place.path));
+    const IoResult swapped = shape.isVariable() ? swapPair(place.path) : swapFile(place.path);
     return swapped.ok() ? ReplacementResult::Replaced : ReplacementResult::WriteFailed;
 }
 

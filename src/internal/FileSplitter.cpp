@@ -106,7 +106,7 @@ FileSplitter::FileSplitter(QMetaType::Type type, int maxFileSizeBytes)
 
 bool FileSplitter::isTooLarge(const QString& path) const
 {
-    return fileSizeBytes(path) > m_maxFileSizeBytes ||
+    return fileSizeBytes(currentRecordPath(path)) > m_maxFileSizeBytes ||
            fileSizeBytes(varPathOf(path)) / kVarSizeFactor > m_maxFileSizeBytes;
 }
 
@@ -122,8 +122,11 @@ FileSplitter::Result FileSplitter::splitIfTooLarge(const FilePlace& place) const
             return Result::LeftAsItIs;
         baseMs = file.baseMs();
     }
+    if (!removeFile(place.path).ok()) {
+        logLine(LogTexts::kSplitWriteFailed, place.path);
+        return Result::WriteFailed;
+    }
     removeSwapFiles(place.path);
-    static_cast<void>(removeFile(place.path).ok());
     static_cast<void>(removeFile(varPathOf(place.path)).ok());
     QFileInfo(place.path).dir().mkdir(place.name());
     return writeParts(place, baseMs, records);

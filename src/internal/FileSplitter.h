@@ -24,7 +24,7 @@ public:
     enum class Result {
         NotNeeded,
         Split,
-        LeftAsItIs,  ///< it could not be read whole; a log line tells
+        LeftAsItIs,  ///< it, or one of its values, could not be read
         WriteFailed, ///< logged
     };
 

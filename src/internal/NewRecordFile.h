@@ -25,7 +25,7 @@ public:
     bool open(QIODevice::OpenMode mode);
 
     /// Creates the companion, so that it is there before the record file.
-    bool createCompanion() { return m_values.ensureWritable(); }
+    bool createCompanion() { return m_values.create(); }
 
     IoResult add(const Interpolate::DataRecord& record);
 

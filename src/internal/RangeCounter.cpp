@@ -4,6 +4,7 @@
 
 #include "internal/BlockScan.h"
 #include "internal/LogTexts.h"
+#include "internal/SwapFiles.h"
 #include "internal/TreeCursor.h"
 
 namespace Kiv::Internal
@@ -23,8 +24,7 @@ qint64 RangeCounter::count()
     for (; place.found; place = cursor.next(place)) {
         const qint64 baseMs = baseTimeMs(place);
         if (m_endIsLast && baseMs >= m_startMs) {
-            m_count +=
-                fileSizeBytes(place.path) / RecordShape(m_stored.m_valueType, place.depth).recordSize();
+            m_count += recordCountOf(place);
             continue;
         }
         RecordFile file(place, m_stored.m_valueType);
@@ -32,6 +32,14 @@ qint64 RangeCounter::count()
             break;
     }
     return m_count;
+}
+
+/// Records of a whole file, without opening it.
+qint64 RangeCounter::recordCountOf(const FilePlace& place) const
+{
+    const RecordShape shape(m_stored.m_valueType, place.depth);
+    const QString path = shape.isVariable() ? currentRecordPath(place.path) : place.path;
+    return fileSizeBytes(path) / shape.recordSize();
 }
 
 /// \return false when the range ends in this file
@@ -61,13 +69,15 @@ bool RangeCounter::countRecords(RecordFile& file)
 {
     const RecordShape& shape = file.shape();
     const qint64 position = file.baseMs() >= m_startMs ? 0 : file.searchFirst(m_startMs);
-    return scanBlocks(file.handle(), position, file.sizeBytes(), shape.strideBytes(), [&](const char* bytes) {
+    const auto visit = [&](const char* bytes) {
         const qint64 timestamp = saturatingAdd(file.baseMs(), decodeOffset(bytes, shape.offsetWidth));
         if (timestamp > m_endMs)
             return false;
         m_count += timestamp >= m_startMs ? 1 : 0;
         return true;
-    });
+    };
+    return scanBlocks(file.handle(), position, file.sizeBytes(), shape.strideBytes(), visit) !=
+           ScanEnd::ByVisit;
 }
 
 } // namespace Kiv::Internal

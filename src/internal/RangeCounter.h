@@ -24,6 +24,7 @@ public:
     qint64 count();
 
 private:
+    qint64 recordCountOf(const FilePlace& place) const;
     bool countFile(RecordFile& file);
     bool countRecords(RecordFile& file);
     qint64 lastTimestampMs(const RecordFile& file) const;

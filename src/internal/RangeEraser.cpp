@@ -66,6 +66,10 @@ RangeEraser::Continue RangeEraser::eraseInFile(const FilePlace& place, qint64 ba
     if (!file.open(LogTexts::kDeleteOpenForRead, baseMs))
         return Continue::Yes;
     const qint64 lastMs = file.last().timestamp;
+    if (file.hasReadError()) {
+        logLine(LogTexts::kDeleteOpenForRead, place.path);
+        return Continue::Yes;
+    }
     const Continue afterThis = lastMs > toMs ? Continue::No : Continue::Yes;
     if (lastMs <= toMs && baseMs >= fromMs) {
         queueForRemoval(place);

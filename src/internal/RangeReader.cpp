@@ -21,7 +21,9 @@ void RangeReader::read(ReadRequest request, int& limit)
 {
     Interpolate::DataRecord first;
     Interpolate::DataRecord last;
-    if (!m_stored.getFirstDataRecord(first) || !m_stored.getLastDataRecord(last)) {
+    const bool hasFirst = m_stored.getFirstDataRecord(first);
+    const bool hasLast = m_stored.getLastDataRecord(last);
+    if (!hasFirst || !hasLast) {
         limit = 0;
         return;
     }
@@ -136,8 +138,8 @@ RangeReader::Continue RangeReader::feedRecords(Interpolate& engine, RecordFile& 
         }
     };
     const qint64 stride = file.shape().strideBytes();
-    return scanBlocks(file.handle(), positionBytes, file.sizeBytes(), stride, visit) ? Continue::Yes
-                                                                                     : Continue::No;
+    const ScanEnd end = scanBlocks(file.handle(), positionBytes, file.sizeBytes(), stride, visit);
+    return end == ScanEnd::ByVisit ? Continue::No : Continue::Yes;
 }
 
 /// Makes room for the records of a raw read that this file can add, without growing in small steps.

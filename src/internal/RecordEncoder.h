@@ -12,9 +12,9 @@
 namespace Kiv::Internal
 {
 
-/// Encodes a record into `strideBytes()` bytes. A variable-length value goes to the companion first; when
-/// that cannot be opened the record points at position 0. \return a failure when the companion refuses the
-/// value
+/// Encodes a record into `strideBytes()` bytes. A variable-length value goes to the companion first; when that
+/// cannot be opened the record points at position 0.
+/// \return a failure when the companion refuses the value
 inline IoResult encodeRecord(const RecordShape& shape, qint64 baseMs, const Interpolate::DataRecord& record,
                              VarFile& values, char* bytes)
 {

@@ -24,14 +24,20 @@ bool RecordFile::open(const LogText& failureText, std::optional<qint64> baseMs)
     return true;
 }
 
+/// Reads what is there of some bytes.
+qint64 RecordFile::readBytes(char* bytes, qint64 countBytes, qint64 positionBytes) const
+{
+    const qint64 got = Internal::readAt(handle(), bytes, countBytes, positionBytes);
+    m_hasReadError = m_hasReadError || got < std::min(countBytes, m_sizeBytes - positionBytes);
+    return got;
+}
+
 /// Bytes that are not there read as offset 0.
 qint64 RecordFile::offsetAt(qint64 positionBytes) const
 {
     char bytes[kMaxRecordBytes] = {};
     const qint64 width = m_shape.offsetWidth;
-    return Internal::readAt(handle(), bytes, width, positionBytes) == width
-               ? decodeOffset(bytes, m_shape.offsetWidth)
-               : 0;
+    return readBytes(bytes, width, positionBytes) == width ? decodeOffset(bytes, m_shape.offsetWidth) : 0;
 }
 
 qint64 RecordFile::search(qint64 timestampMs) const
@@ -47,11 +53,9 @@ qint64 RecordFile::searchFirst(qint64 timestampMs) const
     qint64 positionBytes = search(timestampMs);
     if (!m_shape.isExact() || recordCount() < 1)
         return positionBytes;
-    const qint64 wanted = saturatingSubtract(timestampMs, m_baseMs);
-    if (offsetAt(positionBytes) != wanted)
-        return positionBytes;
+    const qint64 found = offsetAt(positionBytes);
     const qint64 recordSize = m_shape.recordSize();
-    while (positionBytes >= recordSize && offsetAt(positionBytes - recordSize) == wanted)
+    while (positionBytes >= recordSize && offsetAt(positionBytes - recordSize) == found)
         positionBytes -= recordSize;
     return positionBytes;
 }
@@ -59,7 +63,7 @@ qint64 RecordFile::searchFirst(qint64 timestampMs) const
 Interpolate::DataRecord RecordFile::readAt(qint64 positionBytes, qint64& endBytes)
 {
     char bytes[kMaxRecordBytes] = {};
-    const qint64 got = Internal::readAt(handle(), bytes, m_shape.strideBytes(), positionBytes);
+    const qint64 got = readBytes(bytes, m_shape.strideBytes(), positionBytes);
     endBytes = positionBytes + got;
     if (got == m_shape.strideBytes())
         return decode(bytes).record;

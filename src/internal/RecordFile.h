@@ -40,10 +40,14 @@ public:
     /// Whole records as position arithmetic counts them.
     qint64 recordCount() const { return m_sizeBytes / m_shape.recordSize(); }
 
+    /// True once bytes that are in the file could not be read; positions and records are then no basis for
+    /// removing anything.
+    bool hasReadError() const { return m_hasReadError; }
+
     /// Position at which a binary search for the timestamp ends.
     qint64 search(qint64 timestampMs) const;
 
-    /// The same, on the first of several records with that timestamp.
+    /// The same, on the first of the records there whose offsets are equal.
     qint64 searchFirst(qint64 timestampMs) const;
 
     /// The record at a position; bytes beyond the end of the file read as zero, a value that is not all
@@ -58,7 +62,7 @@ public:
     /// Appends every whole record whose timestamp is wanted, in file order. All values are read, so that each
     /// one that cannot be read shows in the log.
     /// \param isWanted  called as isWanted(qint64 timestampMs) -> bool
-    /// \return false when a wanted value could not be read back
+    /// \return false when not all records, or not all wanted values, could be read back
     template <typename IsWanted>
     bool readAll(std::vector<Interpolate::DataRecord>& records, IsWanted isWanted);
     bool readAll(std::vector<Interpolate::DataRecord>& records);
@@ -70,6 +74,7 @@ private:
     };
     Decoded decode(const char* bytes);
     qint64 offsetAt(qint64 positionBytes) const;
+    qint64 readBytes(char* bytes, qint64 countBytes, qint64 positionBytes) const;
 
     FilePlace m_place;
     RecordShape m_shape;
@@ -77,13 +82,14 @@ private:
     VarFile m_values;
     qint64 m_baseMs = 0;
     qint64 m_sizeBytes = 0;
+    mutable bool m_hasReadError = false;
 };
 
 template <typename IsWanted>
 bool RecordFile::readAll(std::vector<Interpolate::DataRecord>& records, IsWanted isWanted)
 {
     bool areIntact = true;
-    scanBlocks(handle(), 0, m_sizeBytes, m_shape.strideBytes(), [&](const char* bytes) {
+    const ScanEnd end = scanBlocks(handle(), 0, m_sizeBytes, m_shape.strideBytes(), [&](const char* bytes) {
         Decoded decoded = decode(bytes);
         if (isWanted(decoded.record.timestamp)) {
             areIntact = areIntact && decoded.isIntact;
@@ -91,7 +97,7 @@ bool RecordFile::readAll(std::vector<Interpolate::DataRecord>& records, IsWanted
         }
         return true;
     });
-    return areIntact;
+    return areIntact && end == ScanEnd::AtEnd;
 }
 
 } // namespace Kiv::Internal

@@ -22,10 +22,12 @@ RecordFileWriter::RecordFileWriter(const FilePlace& place, QMetaType::Type type,
 bool RecordFileWriter::open(qint64 firstTimestampMs)
 {
     m_baseMs = baseTimeMs(m_place);
+    if (m_shape.isVariable()) {
+        m_file.setFileName(completeSwap(m_place.path));
+        m_place.found = m_place.found || fileExists(m_file.fileName());
+    }
     if (!m_place.found)
         QDir(m_place.directory()).mkpath(QStringLiteral("."));
-    else if (m_shape.isVariable())
-        m_file.setFileName(completeSwap(m_place.path));
     if (!openFile(m_file, QIODevice::ReadWrite)) {
         logLine(m_place.found ? LogTexts::kOpenOldForWrite : LogTexts::kOpenNewForWrite, m_place.path);
         return false;
@@ -33,18 +35,20 @@ bool RecordFileWriter::open(qint64 firstTimestampMs)
     const qint64 sizeBytes = fileSizeBytes(m_file.handle());
     m_image = FileImage(m_file.handle(), sizeBytes);
     m_trackedSizeBytes = sizeBytes;
-    takeUpRecords(firstTimestampMs);
-    return true;
+    if (takeUpRecords(firstTimestampMs))
+        return true;
+    logLine(LogTexts::kOpenOldForWrite, m_place.path);
+    return false;
 }
 
-/// Looks at the last record to decide between appending and searching.
-void RecordFileWriter::takeUpRecords(qint64 firstTimestampMs)
+/// Looks at the last record to decide between appending and searching. \return false when it cannot be read
+bool RecordFileWriter::takeUpRecords(qint64 firstTimestampMs)
 {
     const qint64 recordSize = m_shape.recordSize();
     if (m_trackedSizeBytes < recordSize) {
         m_isAppending = true;
         m_positionBytes = m_trackedSizeBytes = 0;
-        return;
+        return true;
     }
     // Kept: a float's record is longer than the arithmetic says, so this lands inside the last one.
     const qint64 lastPosition = m_shape.isExact() ? (m_trackedSizeBytes / recordSize - 1) * recordSize
@@ -53,6 +57,8 @@ void RecordFileWriter::takeUpRecords(qint64 firstTimestampMs)
     char bytes[kMaxRecordBytes] = {};
     const qint64 count = std::min<qint64>(m_shape.strideBytes(), diskSize - lastPosition);
     const qint64 got = Internal::readAt(m_file.handle(), bytes, count, lastPosition);
+    if (got < count)
+        return false;
     const qint64 lastTimestamp = saturatingAdd(m_baseMs, decodeOffset(bytes, m_shape.offsetWidth));
     if (m_shape.isVariable())
         m_values.ensureReadable();
@@ -62,6 +68,7 @@ void RecordFileWriter::takeUpRecords(qint64 firstTimestampMs)
     // The next append goes over a torn record at the end; a search keeps it behind the last one.
     if ((m_isAppending || m_isAppendOnly) && m_shape.isExact())
         m_trackedSizeBytes = m_positionBytes;
+    return true;
 }
 
 RecordFileWriter::Found RecordFileWriter::readAt(qint64 positionBytes)
@@ -160,15 +167,18 @@ IoResult RecordFileWriter::finish()
     if (result.ok()) {
         m_failedPath = m_place.path;
         result = m_image.flush();
-        if (!result.ok())
+        // Old records that could not be put back may have been replaced by ones that point at new values.
+        if (!result.ok() && m_image.holdsOldBytes())
             m_values.rollBack();
     }
     const IoResult valuesClosed = m_values.close();
     const IoResult recordsClosed = closeFile(m_file);
     if (!m_place.found)
         removeIfEmpty();
-    if (result.ok())
+    if (result.ok() && !valuesClosed.ok()) {
+        m_failedPath = m_values.path();
         result = valuesClosed;
+    }
     return result.ok() ? recordsClosed : result;
 }
 

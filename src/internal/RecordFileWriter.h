@@ -45,7 +45,6 @@ public:
     /// Writes what was merged and closes the file. After a failure it holds its old records.
     IoResult finish();
 
-    const FilePlace& place() const { return m_place; }
     const QString& failedPath() const { return m_failedPath; }
     bool hasOverwrittenVariable() const { return m_hasOverwrittenVariable; }
 
@@ -58,7 +57,7 @@ private:
         char valueBytes[kMaxRecordBytes] = {};
     };
 
-    void takeUpRecords(qint64 firstTimestampMs);
+    bool takeUpRecords(qint64 firstTimestampMs);
     Found readAt(qint64 positionBytes);
     Found search(qint64 timestampMs);
     QVariant valueOf(const Found& found);

@@ -11,7 +11,7 @@ namespace
 bool isSwapDue(const QString& recordPath)
 {
     const QString replacement = swapPathOf(recordPath);
-    return fileExists(replacement) && !fileExists(varPathOf(replacement));
+    return isRegularFile(replacement) && !fileExists(varPathOf(replacement));
 }
 
 } // namespace
@@ -42,6 +42,15 @@ IoResult swapPair(const QString& recordPath)
         return result;
     }
     return renameFile(replacement, recordPath);
+}
+
+IoResult swapFile(const QString& recordPath)
+{
+    const QString replacement = swapPathOf(recordPath);
+    const IoResult result = renameFile(replacement, recordPath);
+    if (!result.ok() && fileExists(recordPath))
+        removeSwapFiles(recordPath);
+    return result;
 }
 
 void removeSwapFiles(const QString& recordPath)

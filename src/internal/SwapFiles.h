@@ -24,6 +24,9 @@ QString completeSwap(const QString& recordPath);
 /// Renames a complete new pair into place. After a failure the old or the new pair is what is read.
 IoResult swapPair(const QString& recordPath);
 
+/// The same for a record file without a companion.
+IoResult swapFile(const QString& recordPath);
+
 /// Removes what an interrupted replacement left behind.
 void removeSwapFiles(const QString& recordPath);
 

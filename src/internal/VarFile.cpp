@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -16,6 +17,8 @@ namespace
 {
 
 constexpr qint64 kWindowBytes = 64 * 1024;
+/// A longer value could not be written: its position and length are 32-bit numbers.
+constexpr qint64 kMaxWindowBytes = std::numeric_limits<qint32>::max();
 constexpr qsizetype kMaxPendingBytes = 4 * 1024 * 1024;
 
 /// Positions are stored in 32 bits, signed.
@@ -58,9 +61,18 @@ VarFile::Value VarFile::read(qint64 positionBytes)
     if (!m_pending.isEmpty() && !flush().ok())
         return {};
     // A refused seek leaves a file at its beginning.
-    positionBytes = std::max<qint64>(positionBytes, 0);
+    try {
+        return readWithin(std::max<qint64>(positionBytes, 0));
+    } catch (const std::bad_alloc&) {
+        // Bytes that ask for more memory than there is make no value.
+        return {};
+    }
+}
+
+VarFile::Value VarFile::readWithin(qint64 positionBytes)
+{
     // A value's length is known only once it is decoded: widen the window until it fits or the file ends.
-    for (qint64 countBytes = kWindowBytes;; countBytes *= 8) {
+    for (qint64 countBytes = kWindowBytes;; countBytes = std::min(countBytes * 8, kMaxWindowBytes)) {
         const bool reachesEnd = fillWindow(positionBytes, countBytes);
         const qsizetype skipped = static_cast<qsizetype>(positionBytes - m_windowPositionBytes);
         if (skipped >= m_window.size())
@@ -69,7 +81,7 @@ VarFile::Value VarFile::read(qint64 positionBytes)
             QByteArray::fromRawData(m_window.constData() + skipped, m_window.size() - skipped);
         if (std::optional<QVariant> value = decodeVarValue(bytes))
             return {std::move(*value), true};
-        if (reachesEnd)
+        if (reachesEnd || countBytes == kMaxWindowBytes)
             return {};
     }
 }
@@ -92,22 +104,22 @@ bool VarFile::fillWindow(qint64 positionBytes, qint64 countBytes)
     return positionBytes + wanted >= fileSize || m_window.size() < wanted;
 }
 
-bool VarFile::ensureWritable()
+bool VarFile::create()
 {
     if (m_writer.isOpen())
         return true;
-    if (!open(m_writer, QIODevice::WriteOnly | QIODevice::Append)) {
-        logLine(LogTexts::kVarOpenForWrite, m_path);
+    if (!open(m_writer, QIODevice::WriteOnly | QIODevice::Append))
         return false;
-    }
     m_openedSizeBytes = m_sizeBytes = fileSizeBytes(m_writer.handle());
     return true;
 }
 
 VarFile::Appended VarFile::append(const QVariant& value)
 {
-    if (!ensureWritable())
+    if (!create()) {
+        logLine(LogTexts::kVarOpenForWrite, m_path);
         return {};
+    }
     const qint64 position = m_sizeBytes + m_pending.size();
     if (!m_writeResult.ok())
         return {0, m_writeResult};

@@ -46,8 +46,8 @@ public:
     /// append and flush fails the same way.
     IoResult flush();
 
-    /// Creates the file if need be. A failure is a log line.
-    bool ensureWritable();
+    /// Creates the file if need be. Attempts that fail are logged.
+    bool create();
 
     /// Has what was flushed reach the disk.
     IoResult synchronize();
@@ -62,6 +62,7 @@ public:
 
 private:
     bool open(QFile& file, QIODevice::OpenMode mode);
+    Value readWithin(qint64 positionBytes);
     bool fillWindow(qint64 positionBytes, qint64 countBytes);
 
     QString m_path;

@@ -10,9 +10,9 @@
 namespace Kiv::Internal
 {
 
-/// Rewrites the pair; a file of fixed-size values, which has no dead bytes, stays as it is. When the file
-/// cannot be opened or a value cannot be read back, a log line tells and everything stays as it is. \return
-/// false when a write was refused; the old pair is then still valid
+/// Rewrites the pair; a file of fixed-size values, which has no dead bytes, stays as it is. When the record file
+/// or the companion cannot be opened a log line tells; then, and when a value does not decode, everything stays.
+/// \return false when a write was refused; the old pair is then still valid
 bool reorganizeVarFile(const FilePlace& place, QMetaType::Type type);
 
 } // namespace Kiv::Internal

@@ -171,7 +171,9 @@ bool PlainStorage::readDataRecordsInt(qint64 start, qint64 end, Records& result,
     PlainStorage* storage = storageForMarker(marker, owned);
     Record first;
     Record last;
-    if (!storage || !storage->getFirstDataRecord(first) || !storage->getLastDataRecord(last)) {
+    const bool hasFirst = storage && storage->getFirstDataRecord(first);
+    const bool hasLast = storage && storage->getLastDataRecord(last);
+    if (!hasFirst || !hasLast) {
         limit = 0;
         return true;
     }

@@ -1,10 +1,10 @@
 #include "properties/StoragePair.h"
 
-#include <QDir>
-#include <QDirIterator>
-#include <QFileInfo>
+#include "properties/StorageDamage.h"
+#include "support/SeriesForTest.h"
 
-#include <sys/stat.h>
+#include <QDir>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <array>
@@ -22,14 +22,6 @@ namespace
 using Kind = StorageStep::Kind;
 
 constexpr const char* kSeriesBelow = "/plant/tag";
-
-void writeBytes(const QString& path, const QByteArray& bytes, QIODevice::OpenMode mode = QIODevice::WriteOnly)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (file.open(mode))
-        file.write(bytes);
-}
 
 std::string contentOf(const std::filesystem::path& path)
 {
@@ -56,30 +48,6 @@ Tree treeOf(const QString& root)
         tree[below] = readable ? contentOf(entry.path()) : entry.is_directory() ? "(directory)" : "(special)";
     }
     return tree;
-}
-
-/// Regular files of a tree, sorted; either the ".var" files or the others.
-QStringList filesBelow(const QString& directory, bool varFiles)
-{
-    QStringList paths;
-    QDirIterator walk(directory, QDir::Files, QDirIterator::Subdirectories);
-    while (walk.hasNext()) {
-        const QString path = walk.next();
-        if (path.endsWith(QStringLiteral(".var")) == varFiles)
-            paths.append(path);
-    }
-    paths.sort();
-    return paths;
-}
-
-QStringList directoriesBelow(const QString& directory)
-{
-    QStringList paths{directory};
-    QDirIterator walk(directory, QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (walk.hasNext())
-        paths.append(walk.next());
-    paths.sort();
-    return paths;
 }
 
 QString overwrittenText(const std::map<qint64, QVariant>& values)
@@ -243,7 +211,7 @@ StoragePair::StoragePair(const StorageCase& storageCase)
     m_seams.nowUs = storageCase.nowUs;
     // Emptied directories are removed upwards without end; this is where it ends.
     for (const QString& root : {libraryRoot(), modelRoot()})
-        writeBytes(root + QStringLiteral("/keep"), {});
+        writeFile(root + QStringLiteral("/keep"));
 }
 
 template <typename Storage>
@@ -264,8 +232,8 @@ std::string StoragePair::take(const StorageStep& step)
 {
     m_seams.nowUs += step.advanceUs;
     if (step.kind >= Kind::TearTail) {
-        damage(step, libraryRoot());
-        damage(step, modelRoot());
+        damageSeries(step, libraryRoot());
+        damageSeries(step, modelRoot());
         return {};
     }
     const StepOutcome library = perform(m_library, step);
@@ -274,94 +242,15 @@ std::string StoragePair::take(const StorageStep& step)
     return difference.empty() ? compareTrees() : difference;
 }
 
-void StoragePair::damage(const StorageStep& step, const QString& root)
+void StoragePair::damageSeries(const StorageStep& step, const QString& root) const
 {
     const QString main = root + QLatin1String(kSeriesBelow) + u'/' + m_model.m_marker;
-    const QString series = step.marker.isEmpty() ? main
-                           : step.marker == u'P' ? main + QStringLiteral("P/L")
-                                                 : main + QStringLiteral("O/V");
-    if (!QFileInfo(series).isDir())
-        return;
-    if (step.kind == Kind::StrayEntry)
-        addStrayEntry(step, series);
-    else if (step.kind == Kind::TearTail || step.kind == Kind::EmptyFile)
-        damageRecordFile(step, series);
+    if (step.marker.isEmpty())
+        damage(step, main, m_model);
+    else if (step.marker == u'P')
+        damage(step, main + QStringLiteral("P/L"), m_lateWriteLog);
     else
-        damageVarFile(step, series);
-}
-
-void StoragePair::damageRecordFile(const StorageStep& step, const QString& series)
-{
-    const QStringList files = filesBelow(series, false);
-    if (files.isEmpty())
-        return;
-    const QString path = files[step.pick % files.size()];
-    if (step.kind == Kind::EmptyFile) {
-        writeBytes(path, {});
-        return;
-    }
-    const int depth = std::min(static_cast<int>(path.mid(series.size() + 1).count(u'/')), 4);
-    const PlainStorage& model = step.marker.isEmpty() ? m_model
-                                : step.marker == u'P' ? m_lateWriteLog
-                                                      : m_overwriteHistory;
-    const qint64 tornBytes = 1 + step.amount % (model.recordSize(depth) - 1);
-    const qint64 wholeBytes = QFileInfo(path).size() / model.storedSize(depth) * model.storedSize(depth);
-    QFile::resize(path, wholeBytes); // a tail that is torn already does not grow into a record
-    writeBytes(path, step.garbage.left(tornBytes), QIODevice::Append);
-}
-
-void StoragePair::damageVarFile(const StorageStep& step, const QString& series)
-{
-    const QStringList files = filesBelow(series, true);
-    if (files.isEmpty())
-        return;
-    const QString path = files[step.pick % files.size()];
-    QByteArray bytes = QByteArray::fromStdString(contentOf(path.toStdString()));
-    if (step.kind == Kind::DropVar || step.kind == Kind::BlockVar)
-        QFile::remove(path);
-    if (step.kind == Kind::BlockVar && step.amount % 3 > 0)
-        QDir().mkdir(path);
-    else if (step.kind == Kind::BlockVar)
-        ::mkfifo(QFile::encodeName(path).constData(), 0644);
-    if (step.kind == Kind::DropVar || step.kind == Kind::BlockVar)
-        return;
-    const qint64 position = step.amount % (bytes.size() + 1);
-    if (step.kind == Kind::TruncateVar) {
-        bytes.truncate(position);
-    } else {
-        const qint64 byteCount = std::min<qint64>(1 + step.pick % 3, bytes.size() - position);
-        std::fill_n(bytes.begin() + position, byteCount, static_cast<char>(step.pick % 2 ? 0xff : 0));
-    }
-    writeBytes(path, bytes);
-}
-
-void StoragePair::addStrayEntry(const StorageStep& step, const QString& series)
-{
-    const QStringList directories = directoriesBelow(series);
-    const QString below = directories[step.pick % directories.size()] + u'/';
-    const std::array<const char*, 7> files{"tmp1", "ab", ".hidden", ".h", "2024x", "longer name", "00"};
-    const std::array<const char*, 6> emptyDirectories{"tmp1", "ab", ".h", "tmpdir", "2031", "07"};
-    const qint64 which = step.amount % 18;
-    if (which < 7) {
-        const QString path = below + QLatin1String(files[static_cast<std::size_t>(which)]);
-        if (!QFileInfo::exists(path))
-            writeBytes(path, step.garbage);
-    } else if (which < 13) {
-        QDir(below).mkpath(QLatin1String(emptyDirectories[static_cast<std::size_t>(which - 7)]));
-    } else if (which == 13) {
-        // A directory where the record file of a minute would be.
-        QDir(series).mkpath(QStringLiteral("2024/05/17/13/45"));
-    } else if (which == 14) {
-        QFile::link(QStringLiteral("nowhere"), below + QStringLiteral("tmp2"));
-    } else if (which == 15) {
-        ::mkfifo(QFile::encodeName(below + QStringLiteral("zz")).constData(), 0644);
-    } else {
-        const QStringList records = filesBelow(series, false);
-        const QString path =
-            records.isEmpty() ? below + QStringLiteral("2024") : records[step.pick % records.size()];
-        if (!m_model.isVariable())
-            writeBytes(path + QStringLiteral(".var"), step.garbage.repeated(which == 16 ? 1 : 100));
-    }
+        damage(step, main + QStringLiteral("O/V"), m_overwriteHistory);
 }
 
 std::string StoragePair::compareOutcomes(const StepOutcome& library, const StepOutcome& model) const

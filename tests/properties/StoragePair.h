@@ -33,10 +33,7 @@ private:
     QString libraryRoot() const { return m_directory.path() + QStringLiteral("/library"); }
     QString modelRoot() const { return m_directory.path() + QStringLiteral("/model"); }
 
-    void damage(const StorageStep& step, const QString& root);
-    void damageRecordFile(const StorageStep& step, const QString& root);
-    void damageVarFile(const StorageStep& step, const QString& root);
-    void addStrayEntry(const StorageStep& step, const QString& root);
+    void damageSeries(const StorageStep& step, const QString& root) const;
     std::string compareOutcomes(const StepOutcome& library, const StepOutcome& model) const;
     std::string compareTrees() const;
 
