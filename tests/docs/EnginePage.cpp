@@ -2,7 +2,6 @@
 
 #include <QDateTime>
 #include <QFile>
-#include <QFileInfo>
 #include <QLocale>
 #include <QRegularExpression>
 
@@ -148,7 +147,7 @@ const PageTable& EnginePage::series(const QString& name) const
 
 QString pathOfDocs()
 {
-    return QFileInfo(QString::fromUtf8(__FILE__)).path() + QStringLiteral("/../../docs/");
+    return QStringLiteral(KIV_PROJECT_DIR "/docs/");
 }
 
 EnginePage readEnginePage()

@@ -22,7 +22,7 @@ using Names = std::set<std::string>;
 
 fs::path projectRoot()
 {
-    return fs::path(__FILE__).parent_path().parent_path().parent_path();
+    return KIV_PROJECT_DIR;
 }
 
 /// Every source below a folder of the project; none when the folder does not exist.
