@@ -6,7 +6,6 @@
 #include "LibraryLog.h"
 
 #include <functional>
-#include <string>
 
 namespace CLI
 {
@@ -28,14 +27,8 @@ Command addInfoCommand(CLI::App& program);
 Command addFirstCommand(CLI::App& program);
 Command addLastCommand(CLI::App& program);
 Command addAtCommand(CLI::App& program);
-
-/// The options that every command has which prints records of one series.
-struct RecordOptions {
-    std::string series;
-    std::string typeWord;
-    std::string formatWord;
-};
-
-void addRecordOptions(CLI::App& parser, RecordOptions& options);
+Command addCountCommand(CLI::App& program);
+Command addDeleteCommand(CLI::App& program);
+Command addTemplatesCommand(CLI::App& program);
 
 } // namespace Kiv::Cli

@@ -15,6 +15,7 @@ enum class ExitCode : int {
     Usage = 2,
     FileError = 3,
     BadData = 4,
+    Refused = 5,
 };
 
 /// Ends a command: its text goes to stderr, its code is the exit code of the program.

@@ -5,8 +5,11 @@
 #include <QDataStream>
 #include <QFile>
 
+#include <algorithm>
 #include <deque>
 #include <functional>
+#include <memory>
+#include <set>
 
 namespace Kiv::Cli
 {
@@ -96,6 +99,18 @@ private:
     std::deque<Interpolate::DataRecord> m_before;
 };
 
+/// The raw records of a companion series, whose own values are no floats.
+std::vector<Interpolate::DataRecord> companionRecords(TSFileStorage& storage, const QString& marker,
+                                                      qint64 from, qint64 to)
+{
+    std::vector<Interpolate::DataRecord> records;
+    const std::unique_ptr<TSFileStorage> companion(storage.getReadFilestorageForMarker(marker));
+    int limit = 0;
+    if (companion)
+        companion->readDataRecordsInt({}, {}, from, to, records, false, limit, QString(), false);
+    return records;
+}
+
 } // namespace
 
 bool lastFloatRecord(TSFileStorage& storage, Interpolate::DataRecord& record)
@@ -124,15 +139,15 @@ bool findFloatRecord(TSFileStorage& storage, qint64 timestampMs, Interpolate::Da
     return !visitFile(storage, file, isElsewhere);
 }
 
-void readFloatRecords(TSFileStorage& storage, const Interpolate::InterpolateParam& param, qint64 from,
-                      qint64 to, std::vector<Interpolate::DataRecord>& result, int& limit)
+void readFloatRecords(TSFileStorage& storage, const Request& request, qint64 from, qint64 to,
+                      std::vector<Interpolate::DataRecord>& result, int& limit)
 {
     Interpolate::DataRecord first;
     Interpolate::DataRecord last;
     if (!storage.getFirstDataRecord(first) || !lastFloatRecord(storage, last))
         return;
-    Interpolate engine(param, {}, from, to, first.timestamp, last.timestamp, &result, QMetaType::Float, false,
-                       limit, false);
+    Interpolate engine(request.param, request.passes, from, to, first.timestamp, last.timestamp, &result,
+                       QMetaType::Float, request.shift, limit, false);
     if (!engine.getRange(from, to))
         return;
     EngineFeed feed(engine, from, to);
@@ -144,6 +159,31 @@ void readFloatRecords(TSFileStorage& storage, const Interpolate::InterpolatePara
     }
     feed.flushBefore();
     engine.finalize();
+}
+
+std::vector<Interpolate::DataRecord> lateFloatRecords(TSFileStorage& storage, qint64 from, qint64 to,
+                                                      const std::vector<Interpolate::DataRecord>& result)
+{
+    std::set<qint64> known;
+    for (const Interpolate::DataRecord& record : result)
+        known.insert(record.timestamp);
+    std::vector<Interpolate::DataRecord> late;
+    for (const Interpolate::DataRecord& entry : companionRecords(storage, QStringLiteral("P"), from, to)) {
+        const qint64 timestampMs = entry.value.toLongLong();
+        Interpolate::DataRecord record;
+        if (known.insert(timestampMs).second && findFloatRecord(storage, timestampMs, record))
+            late.push_back(record);
+    }
+    std::sort(late.begin(), late.end());
+    return late;
+}
+
+std::unordered_map<qint64, QVariant> overwrittenFloatValues(TSFileStorage& storage, qint64 from, qint64 to)
+{
+    std::unordered_map<qint64, QVariant> histories;
+    for (const Interpolate::DataRecord& record : companionRecords(storage, QStringLiteral("O"), from, to))
+        histories.emplace(record.timestamp, record.value);
+    return histories;
 }
 
 } // namespace Kiv::Cli

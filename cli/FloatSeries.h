@@ -4,8 +4,11 @@
 // position arithmetic counts 4, so its last record, its searches and its ranges miss; read in sequence, the
 // records are right.
 
+#include "Request.h"
+
 #include "TSFileStorage.h"
 
+#include <unordered_map>
 #include <vector>
 
 namespace Kiv::Cli
@@ -18,9 +21,16 @@ bool lastFloatRecord(TSFileStorage& storage, Interpolate::DataRecord& record);
 /// \return false when there is none
 bool findFloatRecord(TSFileStorage& storage, qint64 timestampMs, Interpolate::DataRecord& record);
 
-/// What TSFileStorage::readDataRecords does for one pass without companions.
+/// What TSFileStorage::readDataRecords does without companions.
 /// \throws CommandError when a file cannot be opened
-void readFloatRecords(TSFileStorage& storage, const Interpolate::InterpolateParam& param, qint64 from,
-                      qint64 to, std::vector<Interpolate::DataRecord>& result, int& limit);
+void readFloatRecords(TSFileStorage& storage, const Request& request, qint64 from, qint64 to,
+                      std::vector<Interpolate::DataRecord>& result, int& limit);
+
+/// The records that were written late during a range and are not in `result`, in order.
+std::vector<Interpolate::DataRecord> lateFloatRecords(TSFileStorage& storage, qint64 from, qint64 to,
+                                                      const std::vector<Interpolate::DataRecord>& result);
+
+/// The histories of the overwritten records of a range.
+std::unordered_map<qint64, QVariant> overwrittenFloatValues(TSFileStorage& storage, qint64 from, qint64 to);
 
 } // namespace Kiv::Cli

@@ -24,6 +24,8 @@ struct Arguments {
     std::string timeFormat = "auto";
     std::string separator = ",";
     qint64 maxFileSizeBytes = 0;
+    bool noteLate = false;
+    bool keepOld = false;
 };
 
 void openInput(QFile& file, const QString& name)
@@ -60,6 +62,8 @@ ExitCode runImport(const Arguments& arguments, bool hasMaxFileSize, LibraryLog& 
                                .arg(arguments.maxFileSizeBytes)
                                .arg(std::numeric_limits<int>::max()));
     options.maxFileSizeBytes = static_cast<int>(arguments.maxFileSizeBytes);
+    options.noteLate = arguments.noteLate;
+    options.keepOld = arguments.keepOld;
 
     Importer importer(options, log);
     QFile input;
@@ -116,6 +120,10 @@ Command addImportCommand(CLI::App& program, LibraryLog& log)
             ->add_option("--max-file-size", arguments->maxFileSizeBytes,
                          "Size above which a record file is split; remembered (default 1000000)")
             ->type_name("BYTES");
+    parser->add_flag("--note-late", arguments->noteLate,
+                     "Log every row that is not behind the last record of the series");
+    parser->add_flag("--keep-old", arguments->keepOld,
+                     "Keep overwritten values in the history of the series");
     parser->footer(kFooter);
     return {parser,
             [arguments, maxFileSize, &log] { return runImport(*arguments, maxFileSize->count() > 0, log); }};

@@ -241,7 +241,8 @@ void Importer::writeBatch()
     const bool countsByBatch = mustBeWrittenAtOnce(*m_type);
     const auto batchCount = static_cast<qint64>(m_batch.size());
     const qint64 countBefore = countsByBatch ? 0 : countAround(*m_storage, fromMs, toMs);
-    const bool isWritten = m_storage->writeDataRecords(std::move(m_batch), false, false);
+    const bool isWritten =
+        m_storage->writeDataRecords(std::move(m_batch), m_options.noteLate, m_options.keepOld);
     m_batch = {};
     if (!isWritten || m_log.hasErrors())
         throw CommandError(ExitCode::FileError,

@@ -25,6 +25,8 @@ struct ImportOptions {
     QString timeFormat;
     QString separator;
     int maxFileSizeBytes = 0; ///< 0 when not given
+    bool noteLate = false;    ///< log what is written at or before the last record of the series
+    bool keepOld = false;     ///< keep overwritten values in the history
 };
 
 class Importer

@@ -1,6 +1,5 @@
 #include "Commands.h"
-#include "Series.h"
-#include "TimeText.h"
+#include "SharedOptions.h"
 #include "ValueText.h"
 
 #include <CLI/CLI.hpp>
@@ -15,11 +14,6 @@ namespace Kiv::Cli
 
 namespace
 {
-
-struct Arguments {
-    std::string series;
-    std::string typeWord;
-};
 
 struct SeriesSize {
     qint64 fileCount = 0;
@@ -61,10 +55,9 @@ QString recordText(bool exists, const Interpolate::DataRecord& record)
     return formatTime(record.timestamp) + QStringLiteral("  ") + escapedControls(value);
 }
 
-ExitCode runInfo(const Arguments& arguments)
+ExitCode runInfo(const SeriesOptions& options)
 {
-    const Series series =
-        openSeries(QString::fromStdString(arguments.series), QString::fromStdString(arguments.typeWord));
+    const Series series = openSeries(options);
     Interpolate::DataRecord first;
     Interpolate::DataRecord last;
     const bool hasFirst = series.first(first);
@@ -93,18 +86,14 @@ ExitCode runInfo(const Arguments& arguments)
 
 Command addInfoCommand(CLI::App& program)
 {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto options = std::make_shared<SeriesOptions>();
     CLI::App* const parser =
         program.add_subcommand("info", "Describe a series: type, ends, counts, size on disk");
-    parser->add_option("SERIES", arguments->series, "Base directory of the series")
-        ->required()
-        ->type_name("");
-    parser->add_option("--type", arguments->typeWord, "Value type, when series.json does not tell it")
-        ->type_name("TYPE");
+    addSeriesOptions(*parser, *options);
     parser->footer("\nExamples:\n"
                    "  kivts info data/plant\n"
                    "  kivts info data/other --type uint\n");
-    return {parser, [arguments] { return runInfo(*arguments); }};
+    return {parser, [options] { return runInfo(*options); }};
 }
 
 } // namespace Kiv::Cli

@@ -39,7 +39,9 @@ void LibraryLog::receive(unsigned char level, const QString& text)
 {
     if (level <= kErrorLevel) {
         ++m_errorCount;
-        printMessage(QStringLiteral("error: ") + escapedControls(text));
+        if (text != m_lastError)
+            printMessage(QStringLiteral("error: ") + escapedControls(text));
+        m_lastError = text;
     } else if (level > kWarningLevel) {
         return;
     } else if (isOverwriteNotice(text)) {

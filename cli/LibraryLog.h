@@ -4,6 +4,7 @@
 
 #include "Errors.h"
 
+#include <QString>
 #include <QtGlobal>
 
 namespace Kiv::Cli
@@ -33,6 +34,7 @@ private:
     void receive(unsigned char level, const QString& text);
 
     qint64 m_errorCount = 0;
+    QString m_lastError; ///< said once, however often it comes in a row
     qint64 m_overwrittenCount = 0;
     qint64 m_notFiniteCount = 0;
 };

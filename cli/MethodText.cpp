@@ -15,6 +15,7 @@ namespace Kiv::Cli
 namespace
 {
 
+// In the order of the engine's numbers, which begin with 1.
 const QStringList kMethods = {QStringLiteral("prevnext"), QStringLiteral("prev"),  QStringLiteral("next"),
                               QStringLiteral("minmax"),   QStringLiteral("min"),   QStringLiteral("max"),
                               QStringLiteral("sum"),      QStringLiteral("meana"), QStringLiteral("meang"),
@@ -51,7 +52,8 @@ std::vector<std::optional<QStringList>> splitFronts(const QString& text)
 }
 
 /// Blames the rest behind the front that leaves the rest nearest to a word.
-CommandError unknownMethodWord(const QString& text, const std::vector<std::optional<QStringList>>& fronts)
+CommandError unknownMethodWord(const QString& option, const QString& text,
+                               const std::vector<std::optional<QStringList>>& fronts)
 {
     QString unknown;
     int nearestDistance = std::numeric_limits<int>::max();
@@ -65,17 +67,17 @@ CommandError unknownMethodWord(const QString& text, const std::vector<std::optio
             unknown = rest;
         }
     }
-    return unknownWord(QStringLiteral("--method"), unknown, allWords());
+    return unknownWord(option, unknown, allWords());
 }
 
-QStringList splitWords(const QString& text)
+QStringList splitWords(const QString& option, const QString& text)
 {
     static const QRegularExpression kSeparators(QStringLiteral("[\\s,]+"));
     QStringList words;
     for (const QString& part : text.toLower().split(kSeparators, Qt::SkipEmptyParts)) {
         const auto fronts = splitFronts(part);
         if (!fronts.back())
-            throw unknownMethodWord(part, fronts);
+            throw unknownMethodWord(option, part, fronts);
         words += *fronts.back();
     }
     return words;
@@ -91,44 +93,78 @@ QStringList chosen(const QStringList& words, const QStringList& from)
     return found;
 }
 
-void checkSingle(const QStringList& words, const QString& what)
+void checkSingle(const QString& option, const QStringList& words, const QString& what)
 {
     if (words.size() > 1)
         throw CommandError(ExitCode::Usage,
-                           QStringLiteral("--method: '%1' and '%2' exclude each other; give one %3")
-                               .arg(words[0], words[1], what));
+                           QStringLiteral("%1: '%2' and '%3' exclude each other; give one %4")
+                               .arg(option, words[0], words[1], what));
 }
 
 } // namespace
 
-QString checkedMethod(const QString& text)
+QString checkedMethod(const QString& option, const QString& text)
 {
-    const QStringList words = splitWords(text);
+    const QStringList words = splitWords(option, text);
     if (words.isEmpty())
-        throw CommandError(ExitCode::Usage, QStringLiteral("--method: no word given; choose from: %1")
-                                                .arg(allWords().join(QStringLiteral(", "))));
+        throw CommandError(ExitCode::Usage, QStringLiteral("%1: no word given; choose from: %2")
+                                                .arg(option, allWords().join(QStringLiteral(", "))));
     const QStringList methods = chosen(words, kMethods);
     const QStringList options = chosen(words, kOptions);
     const QStringList differences = chosen(words, kDifferences);
-    checkSingle(methods, QStringLiteral("method"));
-    checkSingle(differences, QStringLiteral("difference"));
+    checkSingle(option, methods, QStringLiteral("method"));
+    checkSingle(option, differences, QStringLiteral("difference"));
     // Without a method the engine takes linear values with filling, whatever the other options say.
-    for (const QString& option : options) {
-        const bool isImplied = option == QLatin1String("linear") || option == QLatin1String("fill");
+    for (const QString& optionWord : options) {
+        const bool isImplied = optionWord == QLatin1String("linear") || optionWord == QLatin1String("fill");
         if (methods.isEmpty() && !isImplied)
             throw CommandError(
                 ExitCode::Usage,
-                QStringLiteral("--method: '%1' needs a method beside it, for example prev%1; choose "
-                               "from: %2")
-                    .arg(option, kMethods.join(QStringLiteral(", "))));
+                QStringLiteral("%1: '%2' needs a method beside it, for example prev%2; choose from: %3")
+                    .arg(option, optionWord, kMethods.join(QStringLiteral(", "))));
     }
     return (methods + options + differences).join(u' ');
 }
 
-bool fillsEmptyIntervals(const QString& checkedMethodText)
+bool isDifferenceOnly(const QString& checkedMethodText)
 {
-    const QStringList words = checkedMethodText.split(u' ', Qt::SkipEmptyParts);
-    return chosen(words, kMethods).isEmpty() || checkedMethodText.contains(QLatin1String("fill"));
+    return kDifferences.contains(checkedMethodText);
+}
+
+QString EngineMethod::text() const
+{
+    QStringList words;
+    const auto add = [&words](bool isSet, const QString& word) {
+        if (isSet)
+            words += word;
+    };
+    add(!methodWord.isEmpty(), methodWord);
+    add(linear, QStringLiteral("linear"));
+    add(align, QStringLiteral("align"));
+    add(fill && !fillNull, QStringLiteral("fill"));
+    add(fillNull, QStringLiteral("fillnull"));
+    add(average, QStringLiteral("average"));
+    add(!differenceWord.isEmpty(), differenceWord);
+    return words.join(u' ');
+}
+
+EngineMethod understoodMethod(const Interpolate::InterpolateParam& param)
+{
+    int limit = 0;
+    const Interpolate engine(param, {}, 0, 0, 0, 0, nullptr, QMetaType::Double, false, limit, false);
+    EngineMethod understood;
+    if (engine.method != Interpolate::RAW)
+        understood.methodWord = kMethods[engine.method - 1];
+    understood.linear = engine.linear;
+    understood.align = engine.align;
+    understood.fill = engine.fill;
+    understood.fillNull = engine.fillNull;
+    understood.average = engine.average;
+    if (engine.diffHandler == &Interpolate::handle_DIFF)
+        understood.differenceWord = kDifferences[0];
+    else if (engine.diffHandler == &Interpolate::handle_DIFF_CTRUPCLEANED)
+        understood.differenceWord = kDifferences[1];
+    return understood;
 }
 
 } // namespace Kiv::Cli

@@ -1,8 +1,9 @@
 #pragma once
 
-// Owns the reading of a range: raw in blocks of bounded size, by intervals in one request.
+// Owns the reading of a range: raw in blocks of bounded size, everything else in one request.
 
 #include "RecordPrinter.h"
+#include "Request.h"
 #include "Series.h"
 #include "TimeText.h"
 
@@ -10,15 +11,26 @@ namespace Kiv::Cli
 {
 
 struct RangeQuery {
-    TimeBound from;
-    TimeBound to;
-    QString method;          ///< checked; empty for the engine's own choice
-    qint64 interval = 0;     ///< seconds, a calendar code, or 0 for raw records
-    bool alignRange = false; ///< move both ends to interval boundaries
-    qint64 limit = 0;        ///< most rows wanted, 0 for all
+    TimeRange range;
+    Request request;
+    qint64 limit = 0;             ///< most rows wanted of the range itself, 0 for all
+    bool withLate = false;        ///< also the records that were written late during the range
+    bool withOverwritten = false; ///< also the old values of overwritten records of the range
 };
 
-/// Prints the result of a query, at most `limit` rows.
+/// The number of rows that --limit asks for.
+/// \throws CommandError
+void checkLimit(qint64 limit);
+
+/// Refuses what the engine cannot do with a series and range.
+/// \throws CommandError
+void checkRequest(const Series& series, const Request& request, const TimeRange& range);
+
+/// All results of a request, filled as it asks.
+std::vector<Interpolate::DataRecord> readResults(const Series& series, const Request& request,
+                                                 const TimeRange& range, qint64 limit);
+
+/// Prints the result of a query, at most `limit` rows, then what the companions know.
 /// \throws CommandError when the query cannot be answered
 void printRange(const Series& series, const RangeQuery& query, RecordPrinter& printer);
 

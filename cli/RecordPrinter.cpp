@@ -6,6 +6,7 @@
 #include "Words.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <unistd.h>
 
@@ -58,28 +59,62 @@ OutputFormat parseOutputFormat(const QString& word)
 void RecordPrinter::begin()
 {
     if (m_format == OutputFormat::Csv)
-        put("timestamp,value\n");
+        put(m_showsKinds ? "timestamp,value,kind,overwritten\n" : "timestamp,value\n");
     else if (m_format == OutputFormat::Json)
         put("[");
     else if (m_recordCount > 0)
-        put("timestamp                 value\n");
+        put(m_showsKinds ? "timestamp                 kind         overwritten               value\n"
+                         : "timestamp                 value\n");
 }
 
-void RecordPrinter::print(const Interpolate::DataRecord& record)
+void RecordPrinter::printTableRow(const Interpolate::DataRecord& record, const QByteArray& kind,
+                                  const QByteArray& overwrittenAt) const
 {
+    constexpr qsizetype kKindWidth = 13;
+    constexpr qsizetype kTimeWidth = 26;
+    put(formatTime(record.timestamp).toLatin1() + "  ");
+    if (m_showsKinds)
+        put(kind.leftJustified(kKindWidth) +
+            (overwrittenAt.isEmpty() ? QByteArray("-") : overwrittenAt).leftJustified(kTimeWidth));
+    put(tableCell(record.value) + '\n');
+}
+
+void RecordPrinter::printCsvRow(const Interpolate::DataRecord& record, const QByteArray& kind,
+                                const QByteArray& overwrittenAt) const
+{
+    put(formatTime(record.timestamp).toLatin1() + ',' + csvCell(record.value));
+    put(m_showsKinds ? ',' + kind + ',' + overwrittenAt + '\n' : QByteArray("\n"));
+}
+
+void RecordPrinter::printJsonRow(const Interpolate::DataRecord& record, const QByteArray& kind,
+                                 const QByteArray& overwrittenAt) const
+{
+    put(QByteArray(m_recordCount == 1 ? "\n" : ",\n") + "{\"timestamp\":\"" +
+        formatTime(record.timestamp).toLatin1() + "\",\"value\":" + valueJson(record.value));
+    if (m_showsKinds)
+        put(",\"kind\":\"" + kind + '"');
+    if (!overwrittenAt.isEmpty())
+        put(",\"overwritten\":\"" + overwrittenAt + '"');
+    put("}");
+}
+
+void RecordPrinter::print(const Interpolate::DataRecord& record, RowKind kind,
+                          std::optional<qint64> overwrittenAtMs)
+{
+    constexpr std::array<const char*, 3> kKindNames = {"record", "late", "overwritten"};
     if (++m_recordCount == 1)
         begin();
-    const QByteArray time = formatTime(record.timestamp).toLatin1();
+    const QByteArray kindName = kKindNames[static_cast<std::size_t>(kind)];
+    const QByteArray overwrittenAt = overwrittenAtMs ? formatTime(*overwrittenAtMs).toLatin1() : QByteArray();
     switch (m_format) {
     case OutputFormat::Table:
-        put(time + "  " + tableCell(record.value) + '\n');
+        printTableRow(record, kindName, overwrittenAt);
         break;
     case OutputFormat::Csv:
-        put(time + ',' + csvCell(record.value) + '\n');
+        printCsvRow(record, kindName, overwrittenAt);
         break;
     case OutputFormat::Json:
-        put(QByteArray(m_recordCount == 1 ? "\n" : ",\n") + "{\"timestamp\":\"" + time +
-            "\",\"value\":" + valueJson(record.value) + '}');
+        printJsonRow(record, kindName, overwrittenAt);
         break;
     }
 }

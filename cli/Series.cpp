@@ -47,13 +47,27 @@ bool Series::at(qint64 timestampMs, Interpolate::DataRecord& record) const
                          : storage->findDataRecord(timestampMs, record);
 }
 
-void Series::read(const Interpolate::InterpolateParam& param, qint64 from, qint64 to,
+void Series::read(const Request& request, qint64 from, qint64 to,
                   std::vector<Interpolate::DataRecord>& result, int limit) const
 {
-    if (isFloat(type))
-        readFloatRecords(*storage, param, from, to, result, limit);
-    else
-        storage->readDataRecords(param, {}, from, to, result, false, limit, nullptr, nullptr);
+    readWithCompanions(request, from, to, result, limit, nullptr, nullptr);
+}
+
+void Series::readWithCompanions(const Request& request, qint64 from, qint64 to,
+                                std::vector<Interpolate::DataRecord>& result, int limit,
+                                std::vector<Interpolate::DataRecord>* late,
+                                std::unordered_map<qint64, QVariant>* overwritten) const
+{
+    if (!isFloat(type)) {
+        storage->readDataRecords(request.param, request.passes, from, to, result, request.shift, limit, late,
+                                 overwritten);
+        return;
+    }
+    readFloatRecords(*storage, request, from, to, result, limit);
+    if (late)
+        *late = lateFloatRecords(*storage, from, to, result);
+    if (overwritten)
+        *overwritten = overwrittenFloatValues(*storage, from, to);
 }
 
 QStringList existingMarkers(const QString& path)
@@ -89,6 +103,13 @@ Series openSeries(const QString& path, const QString& typeWord)
     if (!type)
         throw CommandError(ExitCode::NothingFound, QStringLiteral("%1 holds no series").arg(path));
     return {path, *type, std::make_unique<TSFileStorage>(path, type->metaType, sidecar.maxFileSizeBytes())};
+}
+
+Series openCompanion(const Series& series, const QString& marker)
+{
+    const QString typeWord = marker == QLatin1String("P") ? QStringLiteral("int64") : QStringLiteral("map");
+    return {series.path, typeOfWord(QStringLiteral("--type"), typeWord),
+            std::unique_ptr<TSFileStorage>(series.storage->getReadFilestorageForMarker(marker))};
 }
 
 void checkSeriesPath(const QString& option, const QString& path)

@@ -2,6 +2,7 @@
 
 // Owns the way from a series' path and options to an open store.
 
+#include "Request.h"
 #include "SeriesType.h"
 #include "Sidecar.h"
 
@@ -10,6 +11,7 @@
 #include <QString>
 
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace Kiv::Cli
@@ -27,10 +29,16 @@ struct Series {
     bool last(Interpolate::DataRecord& record) const;
     bool at(qint64 timestampMs, Interpolate::DataRecord& record) const;
 
-    /// Appends the records or results of a range to `result`; for the range see
+    /// Appends the records or results of a range to `result`; for range and limit see
     /// TSFileStorage::readDataRecords.
-    void read(const Interpolate::InterpolateParam& param, qint64 from, qint64 to,
-              std::vector<Interpolate::DataRecord>& result, int limit) const;
+    void read(const Request& request, qint64 from, qint64 to, std::vector<Interpolate::DataRecord>& result,
+              int limit) const;
+
+    /// The same, with what the companion series know; `late` and `overwritten` may be null.
+    void readWithCompanions(const Request& request, qint64 from, qint64 to,
+                            std::vector<Interpolate::DataRecord>& result, int limit,
+                            std::vector<Interpolate::DataRecord>* late,
+                            std::unordered_map<qint64, QVariant>* overwritten) const;
 };
 
 /// What fixes the type of a series, the strongest first: --type, series.json, the only type that the marker
@@ -46,6 +54,10 @@ QStringList existingMarkers(const QString& path);
 /// Opens a series that exists.
 /// \throws CommandError
 Series openSeries(const QString& path, const QString& typeWord);
+
+/// The late-write log ("P") or the overwrite history ("O") of a series, as a series of its own; without a store
+/// when there is none.
+Series openCompanion(const Series& series, const QString& marker);
 
 /// Refuses paths that the store would take for another directory.
 /// \throws CommandError (usage)

@@ -88,7 +88,9 @@ void Sidecar::save()
         return;
     QSaveFile file(m_path);
     const QByteArray text = QJsonDocument(m_entries).toJson(QJsonDocument::Indented);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+    // Flushed by itself: the commit does not look whether its own flush found room on the disk.
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.flush() ||
+        !file.commit())
         throw CommandError(ExitCode::FileError,
                            QStringLiteral("cannot write %1: %2").arg(m_path, file.errorString()));
     m_changed = false;

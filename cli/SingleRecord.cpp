@@ -8,8 +8,7 @@ namespace Kiv::Cli
 ExitCode printSingleRecord(const RecordOptions& options, const RecordLookUp& lookUp)
 {
     RecordPrinter printer(parseOutputFormat(QString::fromStdString(options.formatWord)));
-    const Series series =
-        openSeries(QString::fromStdString(options.series), QString::fromStdString(options.typeWord));
+    const Series series = openSeries(options.series);
     Interpolate::DataRecord record;
     if (!lookUp(series, record))
         failWithoutRecords(series);

@@ -3,7 +3,7 @@
 // Owns what the commands for one record share.
 
 #include "Commands.h"
-#include "Series.h"
+#include "SharedOptions.h"
 
 #include <functional>
 

@@ -56,9 +56,18 @@ inline constexpr qint64 kAfterSymbols = kNow + 1;
 /// \throws CommandError that names the option
 TimeBound parseTimeBound(const QString& option, const QString& text);
 
+/// Both ends inclusive.
+struct TimeRange {
+    TimeBound from;
+    TimeBound to;
+};
+
 /// The interval that a user gives: "90", "90s", "15m", "1h", "1d", "1w", or "day" to "year".
 /// \return seconds, or the store's code of a calendar interval
-/// \throws CommandError
-qint64 parseInterval(const QString& text);
+/// \throws CommandError that names the option
+qint64 parseInterval(const QString& option, const QString& text);
+
+/// The shortest text that parseInterval reads back: "90s", "1h", "day"; "raw" for 0.
+QString intervalText(qint64 interval);
 
 } // namespace Kiv::Cli

@@ -33,24 +33,31 @@ void describeProgram(CLI::App& program)
     program.footer(
         "\nTimes: ISO 8601 with or without zone (UTC when none), @seconds, milliseconds as digits,\n"
         "first, last, now.\n"
-        "Exit codes: 0 good, 1 nothing found, 2 wrong usage, 3 file error, 4 bad input data.\n"
+        "Exit codes: 0 good, 1 nothing found, 2 wrong usage, 3 file error, 4 bad input data,\n"
+        "5 refused.\n"
         "\nExamples:\n"
         "  kivts import plant.csv --series data/plant --type double\n"
         "  kivts read data/plant --every 1h --method prev --limit 24\n");
 }
 
-/// The parser's own text, with the nearest command when the word is none.
+/// The parser's own text, with the nearest command when a word is none.
 QString usageText(const CLI::App& program, const CLI::ParseError& error, int argc, char** argv)
 {
-    const QString text = QString::fromUtf8(error.what()).trimmed();
-    QStringList commands;
-    for (const CLI::App* command : program.get_subcommands(nullptr))
-        commands += QString::fromStdString(command->get_name());
-    const QString word = argc > 1 ? QString::fromUtf8(argv[1]) : QString();
-    if (word.isEmpty() || word.startsWith(u'-') || commands.contains(word))
-        return text +
-               QStringLiteral("; see kivts %1--help").arg(commands.contains(word) ? word + u' ' : QString());
-    return unknownWord(QStringLiteral("command"), word, commands).text();
+    const CLI::App* parser = &program;
+    QString path;
+    for (int i = 1; i < argc; ++i) {
+        const QString word = QString::fromUtf8(argv[i]);
+        QStringList commands;
+        for (const CLI::App* command : parser->get_subcommands(nullptr))
+            commands += QString::fromStdString(command->get_name());
+        if (commands.isEmpty() || word.startsWith(u'-'))
+            break;
+        if (!commands.contains(word))
+            return unknownWord(QStringLiteral("command"), word, commands).text();
+        parser = parser->get_subcommand(word.toStdString());
+        path += word + u' ';
+    }
+    return QString::fromUtf8(error.what()).trimmed() + QStringLiteral("; see kivts %1--help").arg(path);
 }
 
 /// \return the exit code when the arguments already end the program, a negative number otherwise
@@ -87,8 +94,9 @@ int runProgram(int argc, char** argv)
     CLI::App program;
     describeProgram(program);
     const std::vector<Command> commands = {
-        addImportCommand(program, log), addReadCommand(program), addInfoCommand(program),
-        addFirstCommand(program),       addLastCommand(program), addAtCommand(program),
+        addImportCommand(program, log), addReadCommand(program),   addInfoCommand(program),
+        addFirstCommand(program),       addLastCommand(program),   addAtCommand(program),
+        addCountCommand(program),       addDeleteCommand(program), addTemplatesCommand(program),
     };
     const int parseCode = parseArguments(program, argc, argv);
     if (parseCode >= 0)

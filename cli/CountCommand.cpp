@@ -1,0 +1,97 @@
+#include "Commands.h"
+#include "Companions.h"
+#include "RangeQuery.h"
+#include "RawRange.h"
+#include "SharedOptions.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <memory>
+
+namespace Kiv::Cli
+{
+
+namespace
+{
+
+struct Arguments {
+    SeriesOptions series;
+    RangeOptions range;
+    RequestOptions request;
+    std::optional<std::string> companion;
+};
+
+qint64 countCompanions(const Series& series, const Request& request, const TimeRange& range,
+                       const std::vector<Companion>& companions)
+{
+    if (!request.isPlainRaw() || !request.param.filterParams.empty())
+        throw CommandError(
+            ExitCode::Usage,
+            QStringLiteral("--companion: companion series hold raw records only; leave the method, "
+                           "the intervals and the filters out"));
+    checkRequest(series, request, range);
+    qint64 count = 0;
+    for (const Companion& companion : companions)
+        count += series.storage->getCountInt({}, {}, range.from.value, range.to.value, companion.marker);
+    return count;
+}
+
+qint64 countRows(const Series& series, const Request& request, const TimeRange& range)
+{
+    if (!request.isPlainRaw()) {
+        checkRequest(series, request, range);
+        return static_cast<qint64>(readResults(series, request, range, 0).size());
+    }
+    if (request.param.filterParams.empty())
+        return countRecords(series, range);
+    qint64 count = 0;
+    visitRaw(series, request, range, [&count](const Interpolate::DataRecord&) {
+        ++count;
+        return true;
+    });
+    return count;
+}
+
+ExitCode runCount(const Arguments& arguments)
+{
+    const TimeRange range = parseTimeRange(arguments.range);
+    const Request request = makeRequest(arguments.request);
+    std::vector<Companion> companions;
+    if (arguments.companion)
+        companions = parseCompanions(QString::fromStdString(*arguments.companion));
+    const Series series = openSeries(arguments.series);
+    const qint64 count = arguments.companion ? countCompanions(series, request, range, companions)
+                                             : countRows(series, request, range);
+    std::printf("%lld\n", static_cast<long long>(count));
+    return count > 0 ? ExitCode::Good : ExitCode::NothingFound;
+}
+
+constexpr const char* kFooter = R"(
+Without --every the records of the range are counted, whole files by their size; with it the rows that read
+would print, which reads them.
+
+Examples:
+  kivts count data/plant --from 2024-05-01 --to 2024-05-31T23:59:59.999
+  kivts count data/plant --every 1d --method max --filter 'value>90'
+)";
+
+} // namespace
+
+Command addCountCommand(CLI::App& program)
+{
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* const parser = program.add_subcommand("count", "Count the records or results of a range");
+    addSeriesOptions(*parser, arguments->series);
+    addRangeOptions(*parser, arguments->range);
+    addRequestOptions(*parser, arguments->request);
+    parser
+        ->add_option("--companion", arguments->companion,
+                     "Count in the series beside this one instead: late (by the time of the late\n"
+                     "write), history (of overwritten values), or both")
+        ->type_name("late,history");
+    parser->footer(kFooter);
+    return {parser, [arguments] { return runCount(*arguments); }};
+}
+
+} // namespace Kiv::Cli

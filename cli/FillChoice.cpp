@@ -1,0 +1,120 @@
+#include "FillChoice.h"
+
+#include "MethodText.h"
+#include "Words.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <optional>
+
+namespace Kiv::Cli
+{
+
+namespace
+{
+
+using Results = std::vector<Interpolate::DataRecord>;
+
+/// Methods with two results for an interval give the second one a millisecond after the first.
+std::size_t placeInInterval(const Results& results, std::size_t index)
+{
+    return index > 0 && results[index].timestamp == results[index - 1].timestamp + 1 ? 1 : 0;
+}
+
+/// The engine marks an empty interval twice for every minmax, although an average is one result.
+void dropSecondMarks(Results& results)
+{
+    Results kept;
+    kept.reserve(results.size());
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        if (!results[i].value.isNull() || placeInInterval(results, i) == 0)
+            kept.push_back(std::move(results[i]));
+    }
+    results = std::move(kept);
+}
+
+/// A value between two results, of their type as the engine would convert it.
+QVariant valueBetween(const Interpolate::DataRecord& before, const Interpolate::DataRecord& after,
+                      qint64 timestampMs)
+{
+    const double from = before.value.toDouble();
+    const double share = static_cast<double>(timestampMs - before.timestamp) /
+                         static_cast<double>(after.timestamp - before.timestamp);
+    const double value = from + (after.value.toDouble() - from) * share;
+    const QMetaType type = before.value.metaType();
+    if (type.id() == QMetaType::Bool)
+        return value > 0.5;
+    const bool isFloating = type.id() == QMetaType::Double || type.id() == QMetaType::Float;
+    QVariant result(isFloating ? value : std::trunc(value));
+    result.convert(type);
+    return result;
+}
+
+/// Calls `fill(null, before, after)` with indexes for every null; one of the neighbours may not exist.
+template <typename Fill>
+void visitNulls(Results& results, const Fill& fill)
+{
+    std::array<std::optional<std::size_t>, 2> before;
+    std::array<std::vector<std::size_t>, 2> pending;
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        const std::size_t place = placeInInterval(results, i);
+        if (results[i].value.isNull()) {
+            pending[place].push_back(i);
+            continue;
+        }
+        for (const std::size_t null : pending[place])
+            fill(null, before[place], std::optional<std::size_t>(i));
+        pending[place].clear();
+        before[place] = i;
+    }
+    for (std::size_t place = 0; place < pending.size(); ++place) {
+        for (const std::size_t null : pending[place])
+            fill(null, before[place], std::optional<std::size_t>());
+    }
+}
+
+} // namespace
+
+FillChoice parseFillChoice(const QString& word)
+{
+    static const QStringList kWords = {QStringLiteral("engine"), QStringLiteral("prev"),
+                                       QStringLiteral("linear"), QStringLiteral("null"),
+                                       QStringLiteral("none")};
+    const qsizetype index = kWords.indexOf(word);
+    if (index < 0)
+        throw unknownWord(QStringLiteral("--fill"), word, kWords);
+    return static_cast<FillChoice>(index);
+}
+
+QString methodForFill(const Interpolate::InterpolateParam& param, FillChoice choice)
+{
+    if (choice == FillChoice::Engine)
+        return param.method;
+    EngineMethod method = understoodMethod(param);
+    // The engine's own line runs through the records, not through the results.
+    const bool isFilledByEngine = choice == FillChoice::Linear && method.linear;
+    method.fill = choice != FillChoice::None;
+    method.fillNull = method.fill && !isFilledByEngine;
+    method.align = method.align || method.fill;
+    return method.text();
+}
+
+void finishFill(const Interpolate::InterpolateParam& param, FillChoice choice, Results& results)
+{
+    if (choice == FillChoice::Engine || choice == FillChoice::None)
+        return;
+    if (understoodMethod(param).average)
+        dropSecondMarks(results);
+    if (choice == FillChoice::Null)
+        return;
+    visitNulls(results, [&](std::size_t null, std::optional<std::size_t> before,
+                            std::optional<std::size_t> after) {
+        if (choice == FillChoice::Previous && before)
+            results[null].value = results[*before].value;
+        else if (choice == FillChoice::Linear && before && after)
+            results[null].value = valueBetween(results[*before], results[*after], results[null].timestamp);
+    });
+}
+
+} // namespace Kiv::Cli

@@ -1,0 +1,35 @@
+#pragma once
+
+// Owns what stands in a result for an interval without records.
+
+#include "Interpolate.h"
+
+#include <QString>
+
+#include <vector>
+
+namespace Kiv::Cli
+{
+
+enum class FillChoice {
+    Engine,   ///< as the method's own words say
+    Previous, ///< the result before
+    Linear,   ///< the value on the line between the results before and after
+    Null,
+    None, ///< no result
+};
+
+/// \param word  of --fill
+/// \throws CommandError (usage)
+FillChoice parseFillChoice(const QString& word);
+
+/// The method to ask the engine for, so that finishFill can do its part. A choice that needs to know where the
+/// empty intervals lie labels all results with the ends of their intervals.
+QString methodForFill(const Interpolate::InterpolateParam& param, FillChoice choice);
+
+/// Replaces the nulls that a method of methodForFill marked empty intervals with. Those without a result to take
+/// a value from stay null.
+void finishFill(const Interpolate::InterpolateParam& param, FillChoice choice,
+                std::vector<Interpolate::DataRecord>& results);
+
+} // namespace Kiv::Cli

@@ -1,0 +1,25 @@
+#pragma once
+
+// Owns the walk over the raw records of a range in blocks of bounded size, exact at every end.
+
+#include "Request.h"
+#include "Series.h"
+#include "TimeText.h"
+
+#include <functional>
+
+namespace Kiv::Cli
+{
+
+/// Whether the store takes an end of a range as it is, and not for one of its symbols.
+bool isExactBound(const TimeBound& bound);
+
+/// Hands every record of the range that passes the request's filters to the visitor, until that answers false.
+/// \param request  plain raw
+void visitRaw(const Series& series, const Request& request, const TimeRange& range,
+              const std::function<bool(const Interpolate::DataRecord& record)>& visit);
+
+/// \return how many records lie in the range; whole files are counted by their size
+qint64 countRecords(const Series& series, const TimeRange& range);
+
+} // namespace Kiv::Cli

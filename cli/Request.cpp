@@ -1,0 +1,157 @@
+#include "Request.h"
+
+#include "Errors.h"
+#include "FilterText.h"
+#include "MethodText.h"
+#include "Templates.h"
+#include "TimeText.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QRegularExpression>
+
+namespace Kiv::Cli
+{
+
+namespace
+{
+
+/// Raw records are the one thing that a pass can have instead of an interval.
+qint64 parsePassInterval(const QString& option, const QString& text)
+{
+    return text == QLatin1String("raw") ? 0 : parseInterval(option, text);
+}
+
+/// Reads "METHOD@INTERVAL" or "METHOD@INTERVAL where CONDITIONS".
+Interpolate::InterpolateParam parsePass(const QString& text, qint32 offsetMinutes)
+{
+    static const QRegularExpression kForm(QStringLiteral("^([^@]*)@\\s*(\\S+)(?:\\s+where\\s+(.*))?\\s*$"));
+    const QString option = QStringLiteral("--pass");
+    const QRegularExpressionMatch match = kForm.match(text);
+    if (!match.hasMatch())
+        throw CommandError(
+            ExitCode::Usage,
+            QStringLiteral("%1: %2 is no pass; write METHOD@INTERVAL, for example 'meana@15m' or "
+                           "'@raw where value>0'")
+                .arg(option, quoted(text)));
+    Interpolate::InterpolateParam pass;
+    pass.interval = parsePassInterval(option, match.captured(2));
+    pass.offsetMinFromUTC = offsetMinutes;
+    if (!match.captured(1).trimmed().isEmpty())
+        pass.method = checkedMethod(option, match.captured(1));
+    if (pass.interval == 0 && !pass.method.isEmpty() && !isDifferenceOnly(pass.method))
+        throw CommandError(ExitCode::Usage, QStringLiteral("%1: raw records have no method but diff and "
+                                                           "diffctrupcleaned; write an interval in %2")
+                                                .arg(option, quoted(text)));
+    if (match.hasCaptured(3))
+        pass.filterParams.push_back(parseFilter(option, match.captured(3)));
+    return pass;
+}
+
+void applyOptions(const RequestOptions& options, Interpolate::InterpolateParam& param)
+{
+    if (options.method)
+        param.method = checkedMethod(QStringLiteral("--method"), QString::fromStdString(*options.method));
+    if (options.every)
+        param.interval = parseInterval(QStringLiteral("--every"), QString::fromStdString(*options.every));
+    if (options.alignRange)
+        param.alignStartEndTimestamp = true;
+    if (options.offsetMinutes)
+        param.offsetMinFromUTC = *options.offsetMinutes;
+    if (!options.filters.empty())
+        param.filterParams.clear();
+    for (const std::string& filter : options.filters)
+        param.filterParams.push_back(parseFilter(QStringLiteral("--filter"), QString::fromStdString(filter)));
+}
+
+CommandError needsInterval(const QString& option)
+{
+    return {ExitCode::Usage, QStringLiteral("%1 needs an interval; add for example --every 1h").arg(option)};
+}
+
+void checkRawRequest(const RequestOptions& options, const Request& request)
+{
+    if (options.method && !isDifferenceOnly(request.param.method))
+        throw needsInterval(QStringLiteral("--method"));
+    if (options.alignRange)
+        throw needsInterval(QStringLiteral("--align-range"));
+    if (options.shift)
+        throw needsInterval(QStringLiteral("--shift"));
+    if (request.fill != FillChoice::Engine)
+        throw needsInterval(QStringLiteral("--fill"));
+}
+
+} // namespace
+
+void addRequestOptions(CLI::App& parser, RequestOptions& options)
+{
+    parser
+        .add_option("--method", options.method,
+                    "What makes one result of an interval; needs --every, but for diff and\n"
+                    "diffctrupcleaned")
+        ->type_name("M");
+    parser
+        .add_option("--every", options.every,
+                    "Interval: 90s, 15m, 1h, 1d, 1w, plain seconds, or day, week, month,\n"
+                    "quarter, halfyear, year of the calendar")
+        ->type_name("INTERVAL");
+    parser
+        .add_option("--template", options.templateName,
+                    "Take the request from a template; other options change it")
+        ->type_name("NAME");
+    parser
+        .add_option("--pass", options.passes,
+                    "Earlier pass METHOD@INTERVAL, its results go to the next; may be repeated.\n"
+                    "@raw passes records on; 'where CONDITIONS' behind it filters")
+        ->type_name("PASS")
+        ->allow_extra_args(false);
+    parser
+        .add_option("--filter", options.filters,
+                    "Keep rows with CONDITIONS, for example 'weekdays=mon-fri time=06:00-22:00',\n"
+                    "'months=jun-aug' or 'value>=5'; of several filters one must hold")
+        ->type_name("CONDITIONS")
+        ->allow_extra_args(false);
+    parser
+        .add_option("--fill", options.fill,
+                    "Intervals without records: engine (as the method says), prev, linear,\n"
+                    "null or none (default engine)")
+        ->type_name("FILL");
+    parser
+        .add_option("--offset-minutes", options.offsetMinutes,
+                    "Minutes by which days, weeks, months and years begin before those of UTC")
+        ->type_name("N");
+    parser.add_flag("--shift", options.shift, "Label results with the start of their interval");
+    parser.add_flag("--align-range", options.alignRange,
+                    "Move both ends of the range to interval boundaries");
+}
+
+bool Request::isPlainRaw() const
+{
+    return param.interval == 0 && passes.empty() && understoodMethod(param).differenceWord.isEmpty();
+}
+
+bool Request::fillsEmptyIntervals() const
+{
+    return understoodMethod(param).fill;
+}
+
+Request makeRequest(const RequestOptions& options)
+{
+    Request request;
+    const qint32 offsetMinutes = options.offsetMinutes.value_or(0);
+    request.param.offsetMinFromUTC = offsetMinutes;
+    if (options.templateName)
+        applyTemplate(QString::fromStdString(*options.templateName), offsetMinutes, request);
+    applyOptions(options, request.param);
+    for (const std::string& pass : options.passes)
+        request.passes.push_back(parsePass(QString::fromStdString(pass), offsetMinutes));
+    request.fill = parseFillChoice(QString::fromStdString(options.fill));
+    request.shift = options.shift;
+    if (request.param.interval == 0)
+        checkRawRequest(options, request);
+    else
+        request.param.method = methodForFill(request.param, request.fill);
+    return request;
+}
+
+} // namespace Kiv::Cli

@@ -1,0 +1,105 @@
+#include "Templates.h"
+
+#include "Errors.h"
+#include "Words.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace Kiv::Cli
+{
+
+namespace
+{
+
+QJsonArray numbersJson(const std::vector<qint32>& numbers)
+{
+    QJsonArray array;
+    for (const qint32 number : numbers)
+        array.append(number);
+    return array;
+}
+
+QJsonObject filterJson(const Interpolate::FilterParam& filter)
+{
+    QJsonObject json;
+    if (filter.timeStart.isValid()) {
+        json.insert(QStringLiteral("timeStart"), filter.timeStart.toString(Qt::ISODateWithMs));
+        json.insert(QStringLiteral("duration"), filter.duration);
+    }
+    if (!filter.weekDays.empty())
+        json.insert(QStringLiteral("weekDays"), numbersJson(filter.weekDays));
+    if (!filter.months.empty())
+        json.insert(QStringLiteral("months"), numbersJson(filter.months));
+    if (!filter.valueCompare.isEmpty()) {
+        json.insert(QStringLiteral("valueCompare"), filter.valueCompare);
+        json.insert(QStringLiteral("value"), filter.value);
+    }
+    return json;
+}
+
+QJsonObject paramJson(const Interpolate::InterpolateParam& param)
+{
+    QJsonArray filters;
+    for (const Interpolate::FilterParam& filter : param.filterParams)
+        filters.append(filterJson(filter));
+    QJsonObject json{{QStringLiteral("method"), param.method},
+                     {QStringLiteral("interval"), param.interval},
+                     {QStringLiteral("alignStartEndTimestamp"), param.alignStartEndTimestamp},
+                     {QStringLiteral("offsetMinFromUTC"), param.offsetMinFromUTC}};
+    if (!filters.isEmpty())
+        json.insert(QStringLiteral("filterParams"), filters);
+    return json;
+}
+
+QString withoutMark(const QString& name)
+{
+    return name.startsWith(u'!') ? name.mid(1) : name;
+}
+
+} // namespace
+
+QStringList templateNames()
+{
+    QStringList names;
+    const QJsonArray templates = Interpolate::loadTemplates().array();
+    for (const QJsonValue& entry : templates) {
+        const QJsonValue name = entry.toObject().value(QStringLiteral("name"));
+        if (name.isString() && !names.contains(name.toString()))
+            names += name.toString();
+    }
+    return names;
+}
+
+void applyTemplate(const QString& name, qint32 offsetMinutes, Request& request)
+{
+    const QStringList names = templateNames();
+    if (!names.contains(withoutMark(name))) {
+        const QString rest = names.isEmpty()
+                                 ? QStringLiteral("; there are none %1").arg(templatePlaces())
+                                 : QStringLiteral("; did you mean %1? kivts templates ls lists them")
+                                       .arg(quoted(nearestWord(name, names)));
+        throw CommandError(ExitCode::NothingFound, QStringLiteral("no template %1").arg(quoted(name)) + rest);
+    }
+    Interpolate::loadTemplateParams(name, request.param, request.passes, offsetMinutes);
+}
+
+QJsonObject templateJson(const QString& name, const Request& request)
+{
+    QJsonArray passes;
+    for (const Interpolate::InterpolateParam& pass : request.passes)
+        passes.append(paramJson(pass));
+    QJsonObject json{{QStringLiteral("name"), withoutMark(name)},
+                     {QStringLiteral("interpolateParam"), paramJson(request.param)}};
+    if (!passes.isEmpty())
+        json.insert(QStringLiteral("normalizeParams"), passes);
+    return json;
+}
+
+QString templatePlaces()
+{
+    return QStringLiteral("in the files below VELTAR_INSTALL_PATH and VELTAR_CURRENT_PROJECT_LOCATION "
+                          "(each must end with /)");
+}
+
+} // namespace Kiv::Cli
