@@ -1,7 +1,8 @@
 #include "Commands.h"
 #include "Companions.h"
-#include "RangeQuery.h"
+#include "Errors.h"
 #include "RawRange.h"
+#include "Results.h"
 #include "SharedOptions.h"
 
 #include <CLI/CLI.hpp>
@@ -30,7 +31,7 @@ qint64 countCompanions(const Series& series, const Request& request, const TimeR
             ExitCode::Usage,
             QStringLiteral("--companion: companion series hold raw records only; leave the method, "
                            "the intervals and the filters out"));
-    checkRequest(series, request, range);
+    checkExactBounds(range);
     qint64 count = 0;
     for (const Companion& companion : companions)
         count += series.storage->getCountInt({}, {}, range.from.value, range.to.value, companion.marker);
@@ -40,7 +41,7 @@ qint64 countCompanions(const Series& series, const Request& request, const TimeR
 qint64 countRows(const Series& series, const Request& request, const TimeRange& range)
 {
     if (!request.isPlainRaw()) {
-        checkRequest(series, request, range);
+        checkRequest(series, request, range, 0);
         return static_cast<qint64>(readResults(series, request, range, 0).size());
     }
     if (request.param.filterParams.empty())

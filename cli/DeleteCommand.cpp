@@ -1,7 +1,9 @@
 #include "Commands.h"
 #include "Companions.h"
 #include "DeletePlan.h"
+#include "Errors.h"
 #include "RawRange.h"
+#include "Results.h"
 #include "SharedOptions.h"
 
 #include <CLI/CLI.hpp>
@@ -32,15 +34,8 @@ struct Target {
     DeletePlan plan;
 };
 
-void checkCanDelete(const Series& series, const TimeRange& range)
+void checkCanDelete(const Series& series)
 {
-    for (const TimeBound& bound : {range.from, range.to}) {
-        if (!isExactBound(bound))
-            throw CommandError(
-                ExitCode::Usage,
-                QStringLiteral("%1 cannot be an end of what is deleted; move it to %2 or %3")
-                    .arg(formatTime(bound.value), formatTime(kBeforeSymbols), formatTime(kAfterSymbols)));
-    }
     if (isFloat(series.type))
         throw CommandError(
             ExitCode::Refused,
@@ -54,12 +49,11 @@ std::vector<Target> chooseTargets(const Arguments& arguments, const TimeRange& r
     Series series = openSeries(arguments.series);
     std::vector<Target> targets;
     if (!arguments.companion) {
-        checkCanDelete(series, range);
+        checkCanDelete(series);
         targets.push_back({QStringLiteral("series"), QString(), std::move(series), {}});
     } else {
         for (const Companion& companion : parseCompanions(QString::fromStdString(*arguments.companion))) {
             Series beside = openCompanion(series, companion.marker);
-            checkCanDelete(beside, range);
             if (beside.storage)
                 targets.push_back({companion.label, companion.marker, std::move(beside), {}});
         }
@@ -69,24 +63,42 @@ std::vector<Target> chooseTargets(const Arguments& arguments, const TimeRange& r
     return targets;
 }
 
+void printLine(const QString& text)
+{
+    std::printf("%s\n", text.toUtf8().constData());
+}
+
 void printPlan(const Target& target, std::size_t shownFileCount)
 {
     const DeletePlan& plan = target.plan;
-    const auto line = [](const QString& text) { std::printf("%s\n", text.toUtf8().constData()); };
-    line(QStringLiteral("%1 %2: %3 from %4 to %5")
-             .arg(target.label, target.series.path, counted(plan.recordCount, QStringLiteral("record")),
-                  formatTime(plan.fromMs), formatTime(plan.toMs)));
+    printLine(QStringLiteral("%1 %2: %3 from %4 to %5")
+                  .arg(target.label, target.series.path, counted(plan.recordCount, QStringLiteral("record")),
+                       formatTime(plan.fromMs), formatTime(plan.toMs)));
     for (std::size_t i = 0; i < plan.files.size() && i < shownFileCount; ++i) {
         const FileFate& file = plan.files[i];
-        line(QStringLiteral("  %1  %2  %3 of %4")
-                 .arg(file.isRemoved() ? QStringLiteral("remove ") : QStringLiteral("rewrite"), file.path,
-                      QString::number(file.deletedCount),
-                      counted(file.recordCount, QStringLiteral("record"))));
+        printLine(QStringLiteral("  %1  %2  %3 of %4")
+                      .arg(file.isRemoved() ? QStringLiteral("remove ") : QStringLiteral("rewrite"),
+                           file.path, QString::number(file.deletedCount),
+                           counted(file.recordCount, QStringLiteral("record"))));
     }
     if (plan.files.size() > shownFileCount)
-        line(QStringLiteral("  and %1; --dry-run lists them")
-                 .arg(counted(static_cast<qint64>(plan.files.size() - shownFileCount),
-                              QStringLiteral("more file"))));
+        printLine(QStringLiteral("  and %1; --dry-run lists them")
+                      .arg(counted(static_cast<qint64>(plan.files.size() - shownFileCount),
+                                   QStringLiteral("more file"))));
+    if (!plan.removedDirectory.isEmpty())
+        printLine(QStringLiteral("  remove   %1, all of it").arg(plan.removedDirectory));
+}
+
+/// The store would remove a directory with whatever else is in it.
+void checkForeignFiles(const DeletePlan& plan)
+{
+    if (!plan.foreignFiles.isEmpty())
+        throw CommandError(
+            ExitCode::Refused,
+            QStringLiteral("nothing deleted: %1 holds %2 that no series has, the first is %3; move "
+                           "what you need, remove the rest")
+                .arg(plan.removedDirectory, counted(plan.foreignFiles.size(), QStringLiteral("file")),
+                     plan.foreignFiles.first()));
 }
 
 /// \throws CommandError (refused) unless somebody says yes
@@ -95,39 +107,60 @@ void askForConsent(qint64 recordCount)
     if (!::isatty(STDIN_FILENO))
         throw CommandError(ExitCode::Refused,
                            QStringLiteral("nothing deleted: there is no terminal to ask on; add --yes"));
-    std::fflush(stdout);
     std::fprintf(stderr, "Delete %s? [y/N] ",
                  counted(recordCount, QStringLiteral("record")).toUtf8().constData());
-    std::string answer;
-    for (int character = std::getchar(); character != EOF && character != '\n'; character = std::getchar())
+    QByteArray answer;
+    int character = std::getchar();
+    for (; character != EOF && character != '\n'; character = std::getchar())
         answer += static_cast<char>(character);
-    if (answer != "y" && answer != "Y" && answer != "yes")
+    if (character == EOF)
+        std::fputc('\n', stderr);
+    answer = answer.trimmed().toLower();
+    if (answer != "y" && answer != "yes")
         throw CommandError(ExitCode::Refused, QStringLiteral("nothing deleted"));
 }
 
+/// Deletes what was planned, if that is still what there is.
 /// \return how many records are gone
-qint64 deleteRange(const Series& owner, const Target& target, const TimeRange& range)
+qint64 deletePlanned(const Series& owner, const Target& target)
 {
-    owner.storage->deleteDataRecords(range.from.value, range.to.value, target.marker);
-    const qint64 leftCount =
-        countRecords(target.series, {{target.plan.fromMs, false}, {target.plan.toMs, false}});
+    const DeletePlan& plan = target.plan;
+    if (plan.recordCount == 0)
+        return 0;
+    if (planDeletion(target.series, plan.range) != plan)
+        throw CommandError(ExitCode::Refused,
+                           QStringLiteral("nothing deleted from the %1: it has changed since; look again")
+                               .arg(target.label));
+    owner.storage->deleteDataRecords(plan.range.from.value, plan.range.to.value, target.marker);
+    const qint64 leftCount = countRecords(target.series, {{plan.fromMs, false}, {plan.toMs, false}});
     if (leftCount > 0)
         printWarning(QStringLiteral("%1 of the range could not be deleted from the %2")
                          .arg(counted(leftCount, QStringLiteral("record")), target.label));
-    return target.plan.recordCount - leftCount;
+    return plan.recordCount - leftCount;
+}
+
+qint64 showPlans(const std::vector<Target>& targets, bool isDryRun)
+{
+    constexpr std::size_t kShownFileCount = 20;
+    qint64 recordCount = 0;
+    for (const Target& target : targets) {
+        if (target.plan.recordCount > 0)
+            printPlan(target, isDryRun ? target.plan.files.size() : kShownFileCount);
+        recordCount += target.plan.recordCount;
+    }
+    // Nothing is deleted that could not be shown.
+    flushOutput();
+    for (const Target& target : targets)
+        checkForeignFiles(target.plan);
+    return recordCount;
 }
 
 ExitCode runDelete(const Arguments& arguments)
 {
-    constexpr std::size_t kShownFileCount = 20;
     const TimeRange range = parseTimeRange(arguments.range);
+    checkExactBounds(range);
     const std::vector<Target> targets = chooseTargets(arguments, range);
-    qint64 recordCount = 0;
-    for (const Target& target : targets) {
-        if (target.plan.recordCount > 0)
-            printPlan(target, arguments.isDryRun ? target.plan.files.size() : kShownFileCount);
-        recordCount += target.plan.recordCount;
-    }
+    const qint64 recordCount = showPlans(targets, arguments.isDryRun);
     if (recordCount == 0)
         throw CommandError(ExitCode::NothingFound, QStringLiteral("there is nothing to delete"));
     if (arguments.isDryRun)
@@ -138,7 +171,7 @@ ExitCode runDelete(const Arguments& arguments)
     const Series owner = openSeries(arguments.series);
     qint64 deletedCount = 0;
     for (const Target& target : targets)
-        deletedCount += deleteRange(owner, target, range);
+        deletedCount += deletePlanned(owner, target);
     printMessage(QStringLiteral("deleted %1").arg(counted(deletedCount, QStringLiteral("record"))));
     return deletedCount == recordCount ? ExitCode::Good : ExitCode::FileError;
 }
@@ -146,7 +179,8 @@ ExitCode runDelete(const Arguments& arguments)
 constexpr const char* kFooter = R"(
 Shows what the range takes and asks before it deletes; without a terminal it refuses, unless --yes is given.
 Both ends of the range must be given. The series beside the series stay as they are unless --companion
-names them. Directories that become empty are removed.
+names them. Directories that become empty are removed, those above the series too; with the last record goes
+the directory of the series, which is refused while it holds files of somebody else.
 
 Examples:
   kivts delete data/plant --from 2024-05-01 --to 2024-05-31T23:59:59.999 --dry-run

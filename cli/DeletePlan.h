@@ -5,6 +5,8 @@
 #include "Series.h"
 #include "TimeText.h"
 
+#include <QStringList>
+
 #include <vector>
 
 namespace Kiv::Cli
@@ -17,18 +19,23 @@ struct FileFate {
     qint64 recordCount = 0;
 
     bool isRemoved() const { return deletedCount == recordCount; }
+    bool operator==(const FileFate&) const = default;
 };
 
 struct DeletePlan {
-    qint64 fromMs = 0; ///< the range, symbols resolved
+    TimeRange range; ///< as the store takes it: symbols are resolved where a timestamp says the same
+    qint64 fromMs = 0;
     qint64 toMs = 0;
     qint64 recordCount = 0;
     std::vector<FileFate> files; ///< in time order
+    QString removedDirectory;    ///< when every record goes, the directory that goes with everything in it
+    QStringList foreignFiles;    ///< below that directory, not the store's
 
-    qint64 removedFileCount() const;
+    bool operator==(const DeletePlan&) const = default;
 };
 
 /// \param range  ends that the store takes as they are
+/// \throws CommandError (refused) for a range that the store cannot delete
 DeletePlan planDeletion(const Series& series, const TimeRange& range);
 
 } // namespace Kiv::Cli

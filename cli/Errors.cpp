@@ -16,6 +16,12 @@ void printWarning(const QString& text)
     printMessage(QStringLiteral("warning: ") + text);
 }
 
+void flushOutput()
+{
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw CommandError(ExitCode::FileError, QStringLiteral("cannot write to standard output"));
+}
+
 QString counted(qint64 count, const QString& noun)
 {
     return QString::number(count) + u' ' + noun + (count == 1 ? QString() : QStringLiteral("s"));

@@ -37,6 +37,10 @@ private:
 void printMessage(const QString& text);
 void printWarning(const QString& text);
 
+/// Sends what was printed to stdout on its way.
+/// \throws CommandError when stdout does not take everything
+void flushOutput();
+
 /// "1 row", "2 rows"
 QString counted(qint64 count, const QString& noun);
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <optional>
 
 namespace Kiv::Cli
@@ -34,21 +35,44 @@ void dropSecondMarks(Results& results)
     results = std::move(kept);
 }
 
+/// Truncates towards zero and saturates.
+template <typename Integer>
+Integer saturated(double value)
+{
+    // 2^bits is exact as a double, the greatest integer itself may not be.
+    if (value >= std::ldexp(1.0, std::numeric_limits<Integer>::digits))
+        return std::numeric_limits<Integer>::max();
+    if (value <= static_cast<double>(std::numeric_limits<Integer>::min()))
+        return std::numeric_limits<Integer>::min();
+    return static_cast<Integer>(value);
+}
+
 /// A value between two results, of their type as the engine would convert it.
 QVariant valueBetween(const Interpolate::DataRecord& before, const Interpolate::DataRecord& after,
                       qint64 timestampMs)
 {
+    if (before.value == after.value)
+        return before.value;
     const double from = before.value.toDouble();
     const double share = static_cast<double>(timestampMs - before.timestamp) /
                          static_cast<double>(after.timestamp - before.timestamp);
     const double value = from + (after.value.toDouble() - from) * share;
-    const QMetaType type = before.value.metaType();
-    if (type.id() == QMetaType::Bool)
+    switch (before.value.typeId()) {
+    case QMetaType::Bool:
         return value > 0.5;
-    const bool isFloating = type.id() == QMetaType::Double || type.id() == QMetaType::Float;
-    QVariant result(isFloating ? value : std::trunc(value));
-    result.convert(type);
-    return result;
+    case QMetaType::Int:
+        return saturated<qint32>(value);
+    case QMetaType::UInt:
+        return saturated<quint32>(value);
+    case QMetaType::LongLong:
+        return saturated<qint64>(value);
+    case QMetaType::ULongLong:
+        return saturated<quint64>(value);
+    case QMetaType::Float:
+        return static_cast<float>(value);
+    default:
+        return value;
+    }
 }
 
 /// Calls `fill(null, before, after)` with indexes for every null; one of the neighbours may not exist.
@@ -87,6 +111,11 @@ FillChoice parseFillChoice(const QString& word)
     return static_cast<FillChoice>(index);
 }
 
+bool isFilledHere(FillChoice choice)
+{
+    return choice != FillChoice::Engine && choice != FillChoice::None;
+}
+
 QString methodForFill(const Interpolate::InterpolateParam& param, FillChoice choice)
 {
     if (choice == FillChoice::Engine)
@@ -102,7 +131,7 @@ QString methodForFill(const Interpolate::InterpolateParam& param, FillChoice cho
 
 void finishFill(const Interpolate::InterpolateParam& param, FillChoice choice, Results& results)
 {
-    if (choice == FillChoice::Engine || choice == FillChoice::None)
+    if (!isFilledHere(choice))
         return;
     if (understoodMethod(param).average)
         dropSecondMarks(results);

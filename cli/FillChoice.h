@@ -23,6 +23,9 @@ enum class FillChoice {
 /// \throws CommandError (usage)
 FillChoice parseFillChoice(const QString& word);
 
+/// Whether the program fills by itself, and not the engine.
+bool isFilledHere(FillChoice choice);
+
 /// The method to ask the engine for, so that finishFill can do its part. A choice that needs to know where the
 /// empty intervals lie labels all results with the ends of their intervals.
 QString methodForFill(const Interpolate::InterpolateParam& param, FillChoice choice);

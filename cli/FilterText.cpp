@@ -16,13 +16,15 @@ namespace Kiv::Cli
 namespace
 {
 
-const QStringList kWeekdays = {QStringLiteral("mon"), QStringLiteral("tue"), QStringLiteral("wed"),
-                               QStringLiteral("thu"), QStringLiteral("fri"), QStringLiteral("sat"),
-                               QStringLiteral("sun")};
-const QStringList kMonths = {QStringLiteral("jan"), QStringLiteral("feb"), QStringLiteral("mar"),
-                             QStringLiteral("apr"), QStringLiteral("may"), QStringLiteral("jun"),
-                             QStringLiteral("jul"), QStringLiteral("aug"), QStringLiteral("sep"),
-                             QStringLiteral("oct"), QStringLiteral("nov"), QStringLiteral("dec")};
+const QStringList kWeekdays = {QStringLiteral("monday"),    QStringLiteral("tuesday"),
+                               QStringLiteral("wednesday"), QStringLiteral("thursday"),
+                               QStringLiteral("friday"),    QStringLiteral("saturday"),
+                               QStringLiteral("sunday")};
+const QStringList kMonths = {
+    QStringLiteral("january"), QStringLiteral("february"), QStringLiteral("march"),
+    QStringLiteral("april"),   QStringLiteral("may"),      QStringLiteral("june"),
+    QStringLiteral("july"),    QStringLiteral("august"),   QStringLiteral("september"),
+    QStringLiteral("october"), QStringLiteral("november"), QStringLiteral("december")};
 
 /// One condition of a filter: its name, its operator and what stands behind it.
 struct Condition {
@@ -40,16 +42,19 @@ CommandError badCondition(const Condition& condition, const QString& expected)
             .arg(condition.option, quoted(condition.name + condition.comparison + condition.text), expected)};
 }
 
-/// A name by its first three letters, or a number from 1.
+/// A name or its first letters, three at least; or a number from 1.
 std::optional<qint32> listEntry(const QString& text, const QStringList& names)
 {
+    constexpr qsizetype kLeastLetters = 3;
     bool isNumber = false;
     const int number = text.toInt(&isNumber);
     if (isNumber)
         return number >= 1 && number <= names.size() ? std::optional<qint32>(number) : std::nullopt;
-    const qsizetype index = names.indexOf(text.left(3));
-    const bool isName = index >= 0 && text.size() >= 3;
-    return isName ? std::optional<qint32>(static_cast<qint32>(index + 1)) : std::nullopt;
+    for (qsizetype i = 0; i < names.size() && text.size() >= kLeastLetters; ++i) {
+        if (names[i].startsWith(text))
+            return static_cast<qint32>(i + 1);
+    }
+    return {};
 }
 
 std::vector<qint32> parseList(const Condition& condition, const QStringList& names, const QString& example)

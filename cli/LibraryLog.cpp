@@ -17,6 +17,13 @@ bool isOverwriteNotice(const QString& text)
            text.contains(QLatin1String("' overwritten on time stamp "));
 }
 
+/// What the engine caught, out of memory for example: its results end there.
+bool isEngineFailure(const QString& text)
+{
+    return text.startsWith(QLatin1String("Interpolate exception '")) ||
+           text.startsWith(QLatin1String("Interpolate finalize exception '"));
+}
+
 bool isNotFiniteNotice(const QString& text)
 {
     return text.startsWith(QLatin1String("Interval double value is "));
@@ -37,7 +44,7 @@ LibraryLog::~LibraryLog()
 
 void LibraryLog::receive(unsigned char level, const QString& text)
 {
-    if (level <= kErrorLevel) {
+    if (level <= kErrorLevel || isEngineFailure(text)) {
         ++m_errorCount;
         if (text != m_lastError)
             printMessage(QStringLiteral("error: ") + escapedControls(text));

@@ -1,6 +1,6 @@
 #pragma once
 
-// Owns the reading of a range: raw in blocks of bounded size, everything else in one request.
+// Owns the printing of a range: raw in blocks of bounded size, everything else in one request.
 
 #include "RecordPrinter.h"
 #include "Request.h"
@@ -21,14 +21,6 @@ struct RangeQuery {
 /// The number of rows that --limit asks for.
 /// \throws CommandError
 void checkLimit(qint64 limit);
-
-/// Refuses what the engine cannot do with a series and range.
-/// \throws CommandError
-void checkRequest(const Series& series, const Request& request, const TimeRange& range);
-
-/// All results of a request, filled as it asks.
-std::vector<Interpolate::DataRecord> readResults(const Series& series, const Request& request,
-                                                 const TimeRange& range, qint64 limit);
 
 /// Prints the result of a query, at most `limit` rows, then what the companions know.
 /// \throws CommandError when the query cannot be answered

@@ -10,6 +10,12 @@ namespace
 
 constexpr int kBlockRecordCount = 100'000;
 
+/// Float files may hold several records of one timestamp, between which no block can begin.
+int blockRecordCount(const Series& series)
+{
+    return isFloat(series.type) ? 0 : kBlockRecordCount;
+}
+
 /// Ends that the store cannot misread: wider than wanted, the excess is dropped here.
 class SafeRange
 {
@@ -47,8 +53,9 @@ void visitRaw(const Series& series, const Request& request, const TimeRange& ran
     bool mayHaveMore = true;
     while (mayHaveMore) {
         block.clear();
-        series.read(request, rest.storeFrom(), rest.storeTo(), block, kBlockRecordCount);
-        mayHaveMore = static_cast<qint64>(block.size()) >= kBlockRecordCount;
+        const int wanted = blockRecordCount(series);
+        series.read(request, rest.storeFrom(), rest.storeTo(), block, wanted);
+        mayHaveMore = wanted > 0 && block.size() >= static_cast<std::size_t>(wanted);
         for (const Interpolate::DataRecord& record : block) {
             if (rest.contains(record.timestamp) && !visit(record))
                 return;

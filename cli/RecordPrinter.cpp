@@ -125,8 +125,7 @@ void RecordPrinter::finish()
         begin();
     if (m_format == OutputFormat::Json)
         put(m_recordCount == 0 ? "]\n" : "\n]\n");
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw CommandError(ExitCode::FileError, QStringLiteral("cannot write to standard output"));
+    flushOutput();
 }
 
 } // namespace Kiv::Cli

@@ -10,6 +10,8 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+
 namespace Kiv::Cli
 {
 
@@ -81,6 +83,17 @@ void checkRawRequest(const RequestOptions& options, const Request& request)
         throw needsInterval(QStringLiteral("--fill"));
 }
 
+void checkOffset(const RequestOptions& options, const Request& request)
+{
+    const auto isCalendar = [](const Interpolate::InterpolateParam& pass) { return pass.interval < 0; };
+    const bool hasCalendar =
+        isCalendar(request.param) || std::any_of(request.passes.begin(), request.passes.end(), isCalendar);
+    if (options.offsetMinutes && !hasCalendar)
+        throw CommandError(ExitCode::Usage,
+                           QStringLiteral("--offset-minutes moves the intervals of the calendar only; "
+                                          "add for example --every day"));
+}
+
 } // namespace
 
 void addRequestOptions(CLI::App& parser, RequestOptions& options)
@@ -130,9 +143,20 @@ bool Request::isPlainRaw() const
     return param.interval == 0 && passes.empty() && understoodMethod(param).differenceWord.isEmpty();
 }
 
-bool Request::fillsEmptyIntervals() const
+bool Request::hasDifference() const
 {
-    return understoodMethod(param).fill;
+    const auto isDifference = [](const Interpolate::InterpolateParam& pass) {
+        return !understoodMethod(pass).differenceWord.isEmpty();
+    };
+    return isDifference(param) || std::any_of(passes.begin(), passes.end(), isDifference);
+}
+
+bool Request::hasFilters() const
+{
+    const auto isFiltered = [](const Interpolate::InterpolateParam& pass) {
+        return !pass.filterParams.empty();
+    };
+    return isFiltered(param) || std::any_of(passes.begin(), passes.end(), isFiltered);
 }
 
 Request makeRequest(const RequestOptions& options)
@@ -147,6 +171,7 @@ Request makeRequest(const RequestOptions& options)
         request.passes.push_back(parsePass(QString::fromStdString(pass), offsetMinutes));
     request.fill = parseFillChoice(QString::fromStdString(options.fill));
     request.shift = options.shift;
+    checkOffset(options, request);
     if (request.param.interval == 0)
         checkRawRequest(options, request);
     else

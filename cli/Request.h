@@ -44,8 +44,11 @@ struct Request {
     /// Whether the results are the stored records themselves, each alone: they can be read in blocks.
     bool isPlainRaw() const;
 
-    /// Whether every interval, with records or not, gives a result.
-    bool fillsEmptyIntervals() const;
+    /// Whether a difference word stands in one of the passes.
+    bool hasDifference() const;
+
+    /// Whether one of the passes leaves results or records out.
+    bool hasFilters() const;
 };
 
 /// \throws CommandError (usage)

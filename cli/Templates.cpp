@@ -1,6 +1,7 @@
 #include "Templates.h"
 
 #include "Errors.h"
+#include "MethodText.h"
 #include "Words.h"
 
 #include <QJsonArray>
@@ -57,6 +58,39 @@ QString withoutMark(const QString& name)
     return name.startsWith(u'!') ? name.mid(1) : name;
 }
 
+CommandError unknownTemplate(const QString& name, const QStringList& names)
+{
+    QString advice;
+    if (names.isEmpty())
+        advice = QStringLiteral("there are none %1").arg(templatePlaces());
+    else if (names.contains(name))
+        advice = QStringLiteral("the first ! does not count; write %1").arg(quoted(u'!' + name));
+    else
+        advice = QStringLiteral("did you mean %1? kivts templates ls lists them")
+                     .arg(quoted(nearestWord(name, names)));
+    return {ExitCode::NothingFound, QStringLiteral("no template %1; %2").arg(quoted(name), advice)};
+}
+
+/// The engine makes something of every template; not always what its author meant.
+void warnOfDoubts(const QString& name, const Interpolate::InterpolateParam& pass)
+{
+    const QString place = QStringLiteral("template %1").arg(quoted(name));
+    try {
+        if (!pass.method.trimmed().isEmpty())
+            static_cast<void>(checkedMethod(place, pass.method));
+    } catch (const CommandError& error) {
+        printWarning(error.text());
+    }
+    const bool isDifference = !understoodMethod(pass).differenceWord.isEmpty();
+    if (pass.interval == 0 && !pass.method.isEmpty() && !isDifference)
+        printWarning(QStringLiteral("%1: without an interval the method %2 gives raw records")
+                         .arg(place, quoted(pass.method)));
+    constexpr qint64 kLastCalendarCode = -6;
+    if (pass.interval < kLastCalendarCode)
+        printWarning(QStringLiteral("%1: the interval %2 means nothing; it is taken for days")
+                         .arg(place, QString::number(pass.interval)));
+}
+
 } // namespace
 
 QStringList templateNames()
@@ -74,14 +108,12 @@ QStringList templateNames()
 void applyTemplate(const QString& name, qint32 offsetMinutes, Request& request)
 {
     const QStringList names = templateNames();
-    if (!names.contains(withoutMark(name))) {
-        const QString rest = names.isEmpty()
-                                 ? QStringLiteral("; there are none %1").arg(templatePlaces())
-                                 : QStringLiteral("; did you mean %1? kivts templates ls lists them")
-                                       .arg(quoted(nearestWord(name, names)));
-        throw CommandError(ExitCode::NothingFound, QStringLiteral("no template %1").arg(quoted(name)) + rest);
-    }
+    if (!names.contains(withoutMark(name)))
+        throw unknownTemplate(name, names);
     Interpolate::loadTemplateParams(name, request.param, request.passes, offsetMinutes);
+    for (const Interpolate::InterpolateParam& pass : request.passes)
+        warnOfDoubts(name, pass);
+    warnOfDoubts(name, request.param);
 }
 
 QJsonObject templateJson(const QString& name, const Request& request)

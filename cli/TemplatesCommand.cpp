@@ -62,8 +62,10 @@ ExitCode listTemplates()
     for (const QString& name : names)
         width = std::max(width, escapedControls(name).size());
     for (const QString& name : names) {
-        const QByteArray line = escapedControls(name).leftJustified(width + 2).toUtf8() +
-                                requestText(requestOf(name.toStdString())).toUtf8();
+        // A first "!" of the name itself would be taken for the mark.
+        const Request request = requestOf('!' + name.toStdString());
+        const QByteArray line =
+            escapedControls(name).leftJustified(width + 2).toUtf8() + requestText(request).toUtf8();
         std::printf("%s\n", line.constData());
     }
     return ExitCode::Good;

@@ -39,6 +39,8 @@ QString formatTime(qint64 timestampMs);
 struct TimeBound {
     qint64 value = 0;
     bool isSymbolic = false;
+
+    bool operator==(const TimeBound&) const = default;
 };
 
 inline constexpr qint64 kNow = -1;
@@ -60,6 +62,8 @@ TimeBound parseTimeBound(const QString& option, const QString& text);
 struct TimeRange {
     TimeBound from;
     TimeBound to;
+
+    bool operator==(const TimeRange&) const = default;
 };
 
 /// The interval that a user gives: "90", "90s", "15m", "1h", "1d", "1w", or "day" to "year".

@@ -77,7 +77,9 @@ int parseArguments(CLI::App& program, int argc, char** argv)
 ExitCode runCommand(const Command& command)
 {
     try {
-        return command.run();
+        const ExitCode code = command.run();
+        flushOutput();
+        return code;
     } catch (const CommandError& error) {
         printMessage(error.text());
         return error.code();
