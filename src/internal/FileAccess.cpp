@@ -97,7 +97,7 @@ qint64 readAt(int fd, char* bytes, qint64 countBytes, qint64 positionBytes)
     qint64 done = 0;
     while (done < countBytes) {
         const qint64 wanted = std::min(countBytes - done, kMaxBytesPerCall);
-        const ssize_t got = ::pread(fd, bytes + done, static_cast<size_t>(wanted), positionBytes + done);
+        const ssize_t got = seams().read(fd, bytes + done, static_cast<size_t>(wanted), positionBytes + done);
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)

@@ -8,8 +8,17 @@
 namespace Kiv::Internal
 {
 
-FileImage::FileImage(int fd, qint64 sizeBytes)
+namespace
+{
+
+/// A process that is killed in a write has written whole pages of the file.
+constexpr qint64 kPageBytes = 4096;
+
+} // namespace
+
+FileImage::FileImage(int fd, qint64 sizeBytes, qint64 unitBytes)
     : m_fd(fd),
+      m_unitBytes(unitBytes),
       m_diskSizeBytes(sizeBytes),
       m_changedStart(sizeBytes),
       m_restStart(sizeBytes),
@@ -107,6 +116,7 @@ void FileImage::insert(qint64 positionBytes, const char* bytes, qint64 countByte
 {
     // Loaded before the gap opens, so that the rest keeps its place in the file.
     load();
+    m_movesOldBytes = m_movesOldBytes || positionBytes < sizeBytes();
     moveGapTo(std::min(positionBytes, sizeBytes()));
     m_changed.append(bytes, static_cast<qsizetype>(countBytes));
 }
@@ -115,10 +125,11 @@ IoResult FileImage::flush()
 {
     if (!m_loadResult.ok() || !m_isTouched)
         return m_loadResult;
+    const bool isLengthened = m_movesOldBytes && m_diskSizeBytes > 0 && m_diskSizeBytes % m_unitBytes == 0;
     const qint64 oldEnd = std::clamp(m_diskSizeBytes, m_changedStart, sizeBytes());
-    IoResult result = writeRange(oldEnd, sizeBytes());
+    IoResult result = isLengthened ? lengthen() : writeRange(oldEnd, sizeBytes());
     if (result.ok()) {
-        result = overwriteOldBytes(oldEnd);
+        result = overwriteOldBytes(isLengthened ? sizeBytes() : oldEnd);
         if (!result.ok())
             restoreOldBytes();
     }
@@ -128,14 +139,40 @@ IoResult FileImage::flush()
     return result;
 }
 
+/// Gives the file its new length with copies of its last unit, so that its end, wherever a process is killed, is
+/// its last record and its records ascend.
+IoResult FileImage::lengthen()
+{
+    const qint64 growthBytes = sizeBytes() - m_diskSizeBytes;
+    const QByteArray copies = m_original.right(static_cast<qsizetype>(m_unitBytes))
+                                  .repeated(static_cast<qsizetype>(growthBytes / m_unitBytes + 1));
+    return writeAt(m_fd, copies.constData(), growthBytes, m_diskSizeBytes);
+}
+
 /// Goes towards the start of the file: what moved back is copied before its old place is written over, so
 /// that no old record is missing between two system calls.
-IoResult FileImage::overwriteOldBytes(qint64 oldEnd)
+IoResult FileImage::overwriteOldBytes(qint64 endBytes)
 {
-    const qint64 changedEndInside = std::min(changedEnd(), oldEnd);
-    if (const IoResult result = writeRange(changedEndInside, oldEnd); !result.ok())
+    const qint64 changedEndInside = std::min(changedEnd(), endBytes);
+    if (const IoResult result = writeBackwards(changedEndInside, endBytes); !result.ok())
         return result;
-    return writeRange(m_changedStart, changedEndInside);
+    return writeBackwards(m_changedStart, changedEndInside);
+}
+
+/// Writes one page after the other, the last one first; a unit that lies on two pages goes alone. Only so a
+/// killed process, too, leaves no old record missing.
+IoResult FileImage::writeBackwards(qint64 fromBytes, qint64 toBytes)
+{
+    while (toBytes > fromBytes) {
+        const qint64 pageStart = (toBytes - 1) / kPageBytes * kPageBytes;
+        const qint64 firstUnit = (pageStart + m_unitBytes - 1) / m_unitBytes * m_unitBytes;
+        const qint64 lastUnit = (toBytes - 1) / m_unitBytes * m_unitBytes;
+        const qint64 blockStart = std::max(fromBytes, firstUnit < toBytes ? firstUnit : lastUnit);
+        if (const IoResult result = writeRange(blockStart, toBytes); !result.ok())
+            return result;
+        toBytes = blockStart;
+    }
+    return {};
 }
 
 IoResult FileImage::writeRange(qint64 fromBytes, qint64 toBytes)

@@ -20,7 +20,8 @@ public:
 
     /// \param fd         the open record file; it must stay open
     /// \param sizeBytes  its size
-    FileImage(int fd, qint64 sizeBytes);
+    /// \param unitBytes  length of what must not be found half old and half new: a record
+    FileImage(int fd, qint64 sizeBytes, qint64 unitBytes);
 
     qint64 sizeBytes() const;
 
@@ -35,7 +36,8 @@ public:
 
     /// Writes what changed, from the end towards the start: first what lies beyond the old end, so that a
     /// full disk fails before an old byte is touched. After a failure the file holds its old bytes again, as
-    /// far as the system allows.
+    /// far as the system allows. A process that is killed on the way leaves every old record; moved ones may
+    /// stand twice.
     IoResult flush();
 
     /// False when a failed flush could not put the old bytes back.
@@ -46,13 +48,17 @@ private:
     void moveGapTo(qint64 positionBytes);
     qint64 changedEnd() const { return m_changedStart + m_changed.size(); }
     IoResult writeRange(qint64 fromBytes, qint64 toBytes);
-    IoResult overwriteOldBytes(qint64 oldEnd);
+    IoResult lengthen();
+    IoResult overwriteOldBytes(qint64 endBytes);
+    IoResult writeBackwards(qint64 fromBytes, qint64 toBytes);
     void restoreOldBytes();
 
     int m_fd = -1;
+    qint64 m_unitBytes = 1;
     qint64 m_diskSizeBytes = 0;
     bool m_isLoaded = false;
     bool m_isTouched = false;
+    bool m_movesOldBytes = false;
     bool m_holdsOldBytes = true;
     IoResult m_loadResult;
 

@@ -33,7 +33,7 @@ bool RecordFileWriter::open(qint64 firstTimestampMs)
         return false;
     }
     const qint64 sizeBytes = fileSizeBytes(m_file.handle());
-    m_image = FileImage(m_file.handle(), sizeBytes);
+    m_image = FileImage(m_file.handle(), sizeBytes, m_shape.strideBytes());
     m_trackedSizeBytes = sizeBytes;
     if (takeUpRecords(firstTimestampMs))
         return true;

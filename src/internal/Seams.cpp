@@ -18,6 +18,9 @@ Seams realSeams()
     real.nowMicroseconds = [] { return Poco::DateTime().timestamp().epochMicroseconds(); };
     real.sleep = [](unsigned seconds) { QThread::sleep(seconds); };
     real.open = [](QFile& file, QIODevice::OpenMode mode) { return file.open(mode); };
+    real.read = [](int fd, char* bytes, size_t count, off_t position) {
+        return ::pread(fd, bytes, count, position);
+    };
     real.write = [](int fd, const char* bytes, size_t count, off_t position) {
         return ::pwrite(fd, bytes, count, position);
     };

@@ -60,6 +60,11 @@ bool readInto(QDataStream& stream, QVariant& inner, int nesting)
     return readVariant(stream, inner, nesting);
 }
 
+bool readInto(QDataStream& stream, QVariantPair& pair, int nesting)
+{
+    return readVariant(stream, pair.first, nesting) && readVariant(stream, pair.second, nesting);
+}
+
 /// Reads a container type element by element; the null flag goes to the variant that holds it.
 template <typename Container>
 bool readContainer(QDataStream& stream, QVariant& value, bool isNull, int nesting)
@@ -98,6 +103,14 @@ bool hasSaneCount(QDataStream& stream)
     return isSane;
 }
 
+/// The type of a value that names its type, which may be one that has a number, too.
+quint32 readTypeName(QDataStream& stream)
+{
+    QByteArray name;
+    stream >> name;
+    return static_cast<quint32>(QMetaType::fromName(name).id());
+}
+
 bool readVariant(QDataStream& stream, QVariant& value, int nesting)
 {
     const qint64 startPosition = stream.device()->pos();
@@ -107,6 +120,9 @@ bool readVariant(QDataStream& stream, QVariant& value, int nesting)
     if (stream.status() != QDataStream::Ok)
         return false;
     const bool isNull = nullFlag != 0;
+    // A container by name must not get past the guards on its contents.
+    if (type == QMetaType::User && (type = readTypeName(stream)) == QMetaType::UnknownType)
+        return false;
     switch (type) {
     case QMetaType::UnknownType:
         value = QVariant();
@@ -119,6 +135,8 @@ bool readVariant(QDataStream& stream, QVariant& value, int nesting)
         return readContainer<QVariantHash>(stream, value, isNull, nesting);
     case QMetaType::QVariant:
         return readContainer<QVariant>(stream, value, isNull, nesting);
+    case QMetaType::QVariantPair:
+        return readContainer<QVariantPair>(stream, value, isNull, nesting);
     case QMetaType::QStringList:
     case QMetaType::QByteArrayList:
         return hasSaneCount(stream) && readLeaf(stream, value, startPosition);

@@ -4,13 +4,37 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <utility>
 
 namespace Kiv::Testing
 {
 
+namespace
+{
+
+/// Whether a call of that number is among those that fail.
+bool isHit(int number, int failing, FaultsForTest::Failure failure)
+{
+    return failing > 0 && (failure == FaultsForTest::Failure::Once ? number == failing : number >= failing);
+}
+
+/// Path of the file behind a descriptor, as the system knows it.
+std::string pathOf(int fd)
+{
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error).string();
+}
+
+} // namespace
+
 FaultsForTest::FaultsForTest() : m_real(Internal::seams())
 {
     Internal::Seams& seams = Internal::seams();
+    seams.read = [this](int fd, char* bytes, size_t count, off_t position) -> ssize_t {
+        return failsRead(fd) ? -1 : m_real.read(fd, bytes, count, position);
+    };
     seams.write = [this](int fd, const char* bytes, size_t count, off_t position) -> ssize_t {
         return fails("write") ? -1 : writeWithinLimit(fd, bytes, count, position);
     };
@@ -42,20 +66,42 @@ void FaultsForTest::limitGrowth(qint64 bytes)
     m_growthLeftBytes = bytes;
 }
 
+void FaultsForTest::crashAfterBytes(qint64 bytes)
+{
+    noFaults();
+    m_bytesToCrash = bytes;
+}
+
+void FaultsForTest::failReadsOf(std::string pathEnd)
+{
+    noFaults();
+    m_unreadableEnd = std::move(pathEnd);
+}
+
+void FaultsForTest::failRead(int number, Failure failure)
+{
+    noFaults();
+    m_failingRead = number;
+    m_readFailure = failure;
+}
+
 void FaultsForTest::noFaults()
 {
     calls.clear();
+    readCount = 0;
     hasFailed = false;
     m_failing = 0;
     m_growthLeftBytes = -1;
+    m_bytesToCrash = -1;
+    m_unreadableEnd.clear();
+    m_failingRead = 0;
 }
 
 bool FaultsForTest::fails(const char* name)
 {
     calls.push_back(name);
-    const int number = static_cast<int>(calls.size());
-    const bool failing =
-        m_failing > 0 && (m_failure == Failure::Once ? number == m_failing : number >= m_failing);
+    const bool isGone = m_bytesToCrash >= 0 && hasFailed;
+    const bool failing = isGone || isHit(static_cast<int>(calls.size()), m_failing, m_failure);
     if (failing) {
         hasFailed = true;
         errno = EIO;
@@ -63,8 +109,34 @@ bool FaultsForTest::fails(const char* name)
     return failing;
 }
 
+bool FaultsForTest::failsRead(int fd)
+{
+    ++readCount;
+    const bool failing = isHit(readCount, m_failingRead, m_readFailure) ||
+                         (!m_unreadableEnd.empty() && pathOf(fd).ends_with(m_unreadableEnd));
+    if (failing) {
+        hasFailed = true;
+        errno = EIO;
+    }
+    return failing;
+}
+
+ssize_t FaultsForTest::writeUntilCrash(int fd, const char* bytes, size_t count, off_t position)
+{
+    const size_t stored = std::min(count, static_cast<size_t>(m_bytesToCrash));
+    m_bytesToCrash -= static_cast<qint64>(stored);
+    const ssize_t written = m_real.write(fd, bytes, stored, position);
+    if (stored == count)
+        return written;
+    hasFailed = true;
+    errno = EIO;
+    return -1;
+}
+
 ssize_t FaultsForTest::writeWithinLimit(int fd, const char* bytes, size_t count, off_t position)
 {
+    if (m_bytesToCrash >= 0)
+        return writeUntilCrash(fd, bytes, count, position);
     if (m_growthLeftBytes < 0)
         return m_real.write(fd, bytes, count, position);
     struct stat status = {};
