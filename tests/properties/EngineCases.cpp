@@ -301,13 +301,26 @@ void describe(std::ostringstream& out, const InterpolateParam& param)
 qint64 Dice::between(qint64 lowest, qint64 highest)
 {
     const quint64 span = static_cast<quint64>(highest) - static_cast<quint64>(lowest) + 1;
-    const quint64 drawn = m_generator();
-    return static_cast<qint64>(static_cast<quint64>(lowest) + (span == 0 ? drawn : drawn % span));
+    const quint64 number = drawn(span);
+    return static_cast<qint64>(static_cast<quint64>(lowest) + (span == 0 ? number : number % span));
+}
+
+quint64 Dice::drawn(quint64 span)
+{
+    return m_usesBytes ? takenFromBytes(span) : m_generator();
+}
+
+quint64 Dice::takenFromBytes(quint64 span)
+{
+    quint64 number = 0;
+    for (quint64 rest = span - 1; rest > 0 && m_position < m_bytes.size(); rest >>= 8)
+        number = number << 8 | static_cast<unsigned char>(m_bytes[m_position++]);
+    return number;
 }
 
 double Dice::real(double lowest, double highest)
 {
-    return lowest + (highest - lowest) * (static_cast<double>(m_generator() >> 11) / 9007199254740992.0);
+    return lowest + (highest - lowest) * (static_cast<double>(drawn(0) >> 11) / 9007199254740992.0);
 }
 
 double Dice::magnitude(double lowest, double highest)
@@ -349,14 +362,20 @@ QString randomMethodString(Dice& dice)
 
 EngineCase makeEngineCase(quint64 seed)
 {
+    Dice dice(seed);
+    EngineCase result = makeEngineCase(dice);
+    result.seed = seed;
+    return result;
+}
+
+EngineCase makeEngineCase(Dice& dice)
+{
     const std::vector<QMetaType::Type> types{
         QMetaType::Double, QMetaType::Double,  QMetaType::Double,     QMetaType::Bool,      QMetaType::Int,
         QMetaType::UInt,   QMetaType::Float,   QMetaType::LongLong,   QMetaType::ULongLong, QMetaType::Short,
         QMetaType::Char,   QMetaType::UShort,  QMetaType::UChar,      QMetaType::SChar,     QMetaType::Long,
         QMetaType::ULong,  QMetaType::QString, QMetaType::QVariantMap};
-    Dice dice(seed);
     EngineCase result;
-    result.seed = seed;
     const qint64 interval = randomInterval(dice);
     const qint64 intervalLengthMs = lengthMs(interval);
     const std::vector<qint64> timestamps = randomTimestamps(dice, intervalLengthMs);

@@ -93,15 +93,18 @@ std::string difference(const EngineTrace& expected, const EngineTrace& actual, b
     return result;
 }
 
-const Interpolate::DataRecord* recordBefore(const std::vector<Interpolate::DataRecord>& series,
-                                            qint64 timestamp)
+bool findRecordBefore(const EngineCase& engineCase, qint64 timestamp, Interpolate::DataRecord& record)
 {
-    const Interpolate::DataRecord* found = nullptr;
-    for (const Interpolate::DataRecord& record : series) {
-        if (record.timestamp < timestamp)
-            found = &record;
+    if (engineCase.findPrevious)
+        return engineCase.findPrevious(timestamp, record);
+    bool isFound = false;
+    for (const Interpolate::DataRecord& candidate : engineCase.series) {
+        if (candidate.timestamp >= timestamp)
+            continue;
+        record = candidate;
+        isFound = true;
     }
-    return found;
+    return isFound;
 }
 
 } // namespace Kiv::Testing

@@ -87,9 +87,9 @@ void noteProgress(const Engine& engine, EngineTrace& trace)
         noteProgress(*engine.nextPass, trace);
 }
 
-/// The record before a timestamp, as a storage would find it; null when there is none.
-const Interpolate::DataRecord* recordBefore(const std::vector<Interpolate::DataRecord>& series,
-                                            qint64 timestamp);
+/// The record before a timestamp, as a storage would find it.
+/// \return false when there is none
+bool findRecordBefore(const EngineCase& engineCase, qint64 timestamp, Interpolate::DataRecord& record);
 
 template <typename Engine>
 void feedPreviousRecords(Engine& engine, const EngineCase& engineCase, qint64 rangeStart, EngineTrace& trace)
@@ -99,9 +99,10 @@ void feedPreviousRecords(Engine& engine, const EngineCase& engineCase, qint64 ra
     std::vector<Interpolate::DataRecord> previous;
     qint64 timestamp = rangeStart;
     for (qint32 i = 0; i < count; ++i) {
-        if (const Interpolate::DataRecord* record = recordBefore(engineCase.series, timestamp)) {
-            previous.insert(previous.begin(), *record);
-            timestamp = record->timestamp;
+        Interpolate::DataRecord record;
+        if (findRecordBefore(engineCase, timestamp, record)) {
+            previous.insert(previous.begin(), record);
+            timestamp = record.timestamp;
         }
     }
     for (const Interpolate::DataRecord& record : previous)

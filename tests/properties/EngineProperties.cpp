@@ -1,9 +1,7 @@
 // The interval engine against its model, on random requests. KIV_TEST_SCALE multiplies the number of cases;
 // KIV_ENGINE_SEED runs one case only.
 
-#include "EngineDriver.h"
-#include "EngineModel.h"
-#include "support/SeamsForTest.h"
+#include "EngineComparison.h"
 
 #include <gtest/gtest.h>
 
@@ -15,8 +13,6 @@ using namespace Kiv::Testing;
 
 namespace
 {
-
-using DataRecord = Interpolate::DataRecord;
 
 constexpr qint64 kBlockCount = 10;
 constexpr qint64 kCasesPerBlock = 10'000;
@@ -33,56 +29,6 @@ qint64 scaled(qint64 count)
     return std::max<qint64>(1, static_cast<qint64>(static_cast<double>(count) * scale));
 }
 
-bool sortsValues(const EngineCase& engineCase)
-{
-    const auto isMedian = [](const Interpolate::InterpolateParam& param) {
-        return param.method.contains(QLatin1String("median"), Qt::CaseInsensitive);
-    };
-    return isMedian(engineCase.param) ||
-           std::any_of(engineCase.passes.begin(), engineCase.passes.end(), isMedian);
-}
-
-EngineTrace traceOfModel(const EngineCase& engineCase)
-{
-    EngineTrace trace;
-    ModelWorld world;
-    world.nowMs = engineCase.nowMs;
-    trace.output = engineCase.outputBefore;
-    int limit = engineCase.limit;
-    EngineModel model(world, engineCase.param, engineCase.passes, engineCase.start, engineCase.end,
-                      engineCase.series.front().timestamp, engineCase.series.back().timestamp, &trace.output,
-                      engineCase.targetType, engineCase.shiftIntervalForward, limit,
-                      engineCase.fastCountOnly);
-    trace.note("limit after construction", limit);
-    driveEngine(model, engineCase, trace.output, trace);
-    trace.note("limit", limit);
-    trace.logLines = world.logLines;
-    trace.comparesProgress = !world.isBeyondEnd;
-    return trace;
-}
-
-EngineTrace traceOfLibrary(const EngineCase& engineCase)
-{
-    EngineTrace trace;
-    SeamsForTest clock;
-    clock.nowUs = engineCase.nowMs * 1000 + 999;
-    LogCapture log;
-    trace.output = engineCase.outputBefore;
-    int limit = engineCase.limit;
-    Interpolate engine(engineCase.param, engineCase.passes, engineCase.start, engineCase.end,
-                       engineCase.series.front().timestamp, engineCase.series.back().timestamp, &trace.output,
-                       engineCase.targetType, engineCase.shiftIntervalForward, limit,
-                       engineCase.fastCountOnly);
-    trace.note("limit after construction", limit);
-    driveEngine(engine, engineCase, trace.output, trace);
-    trace.note("limit", limit);
-    for (const LogLine& line : log.lines) {
-        EXPECT_EQ(line.source, QStringLiteral("src/Interpolate"));
-        trace.logLines.push_back(QString::number(line.level) + QLatin1Char(' ') + line.text);
-    }
-    return trace;
-}
-
 /// What a run of cases reached, so that a generator that has gone stale is noticed.
 struct Coverage {
     qint64 caseCount = 0;
@@ -97,22 +43,19 @@ void compareOne(quint64 seed, Coverage& coverage)
 {
     const EngineCase engineCase = makeEngineCase(seed);
     ++coverage.caseCount;
-    EngineTrace expected;
-    try {
-        expected = traceOfModel(engineCase);
-    } catch (const TooManySteps&) {
+    const EngineComparison comparison = compareWithModel(engineCase);
+    if (comparison.isTooLong) {
         ++coverage.tooLongCount;
         return;
     }
-    const EngineTrace actual = traceOfLibrary(engineCase);
+    const EngineTrace& expected = comparison.expected;
     coverage.withOutputCount += expected.output.size() > engineCase.outputBefore.size() ? 1 : 0;
     coverage.withLogCount += expected.logLines.empty() ? 0 : 1;
     coverage.withProgressCount += expected.comparesProgress ? 1 : 0;
-    const std::string found = difference(expected, actual, !sortsValues(engineCase));
-    if (found.empty())
+    if (comparison.difference.empty())
         return;
     ++coverage.failureCount;
-    ADD_FAILURE() << found << '\n' << describe(engineCase);
+    ADD_FAILURE() << comparison.difference << '\n' << describe(engineCase);
 }
 
 Coverage compareSeeds(quint64 firstSeed, qint64 count)

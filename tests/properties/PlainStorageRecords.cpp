@@ -23,27 +23,46 @@ QVariant readAs(QDataStream& stream)
 
 /// Reads one value and tells whether it decodes through and through. Qt alone does not tell: a type that it
 /// does not know comes back as an invalid value without an error, also inside lists and maps.
-bool skipWholeValue(QDataStream& stream)
+bool skipWholeValue(QDataStream& stream, int levels = 0)
 {
+    constexpr int kMostLevels = 512;
     QIODevice& device = *stream.device();
     const qint64 startBytes = device.pos();
     quint32 type = 0;
     qint8 isNull = 0;
-    quint32 count = 0;
     stream >> type >> isNull;
-    const bool isMap = type == QMetaType::QVariantMap;
-    if (!isMap && type != QMetaType::QVariantList) {
+    if (type == QMetaType::User) {
+        QByteArray name;
+        stream >> name;
+        type = static_cast<quint32>(QMetaType::fromName(name).id());
+        if (type == 0)
+            return false;
+    }
+    const bool hasKeys = type == QMetaType::QVariantMap || type == QMetaType::QVariantHash;
+    const bool hasCount = hasKeys || type == QMetaType::QVariantList;
+    if (!hasCount && type != QMetaType::QVariantPair && type != QMetaType::QVariant) {
+        // Qt makes room for as many elements as the count says, were it all the memory there is.
+        if (type == QMetaType::QStringList || type == QMetaType::QByteArrayList) {
+            quint32 count = 0;
+            stream >> count;
+            if (stream.status() != QDataStream::Ok || qint64{count} > device.bytesAvailable() / 4)
+                return false;
+        }
         device.seek(startBytes);
         QVariant value;
         stream >> value;
         return stream.status() == QDataStream::Ok && (type == 0 || value.isValid());
     }
-    stream >> count;
+    if (levels >= kMostLevels)
+        return false;
+    quint32 count = type == QMetaType::QVariantPair ? 2 : 1;
+    if (hasCount)
+        stream >> count;
     for (; count > 0 && stream.status() == QDataStream::Ok; --count) {
         QString key;
-        if (isMap)
+        if (hasKeys)
             stream >> key;
-        if (!skipWholeValue(stream))
+        if (!skipWholeValue(stream, levels + 1))
             return false;
     }
     return stream.status() == QDataStream::Ok;

@@ -78,9 +78,15 @@ StorageStep makeStep(Kind kind, Dice& dice, RandomBatch& batch, bool variable)
 StorageCase makeStorageCase(quint64 seed, const ValueType& valueType, StorageCaseKind kind)
 {
     Dice dice(seed);
+    StorageCase result = makeStorageCase(dice, valueType, kind);
+    result.seed = seed;
+    return result;
+}
+
+StorageCase makeStorageCase(Dice& dice, const ValueType& valueType, StorageCaseKind kind)
+{
     RandomBatch batch(dice, valueType.type);
     StorageCase result;
-    result.seed = seed;
     result.valueType = valueType;
     const std::array<int, 9> limits{0, 12, 30, 60, 60, 120, 400, 3000, 1'000'000};
     result.maxFileSize = dice.pick(limits);
@@ -113,10 +119,11 @@ QString exactText(const Record& record)
 
 std::string describe(const StorageStep& step)
 {
-    static const char* const names[] = {"write",    "read",      "first",   "last",        "find",
-                                        "findPrev", "count",     "adjust",  "delete",      "deleteEverywhere",
-                                        "tearTail", "emptyFile", "dropVar", "truncateVar", "corruptVar",
-                                        "blockVar", "strayEntry"};
+    static const char* const names[] = {
+        "write",    "read",       "first",    "last",        "find",
+        "findPrev", "count",      "adjust",   "delete",      "deleteEverywhere",
+        "tearTail", "emptyFile",  "dropVar",  "truncateVar", "corruptVar",
+        "blockVar", "strayEntry", "placeFile"};
     QString text =
         QStringLiteral("+%1us ").arg(step.advanceUs) + QLatin1String(names[static_cast<int>(step.kind)]);
     if (step.kind == Kind::Write) {
@@ -134,7 +141,7 @@ std::string describe(const StorageStep& step)
                 .arg(step.stores)
                 .arg(step.pick)
                 .arg(step.amount);
-    text += QStringLiteral(" garbage=") + QString::fromLatin1(step.garbage.toHex());
+    text += QStringLiteral(" place=%1 garbage=").arg(step.place) + QString::fromLatin1(step.garbage.toHex());
     return text.toStdString();
 }
 

@@ -29,6 +29,7 @@ struct StorageStep {
         CorruptVar,  ///< some of its bytes are others
         BlockVar,    ///< a directory or a pipe stands in its place
         StrayEntry,  ///< a file or directory that no series has
+        PlaceFile,   ///< a file with given bytes at a given place
     };
 
     Kind kind = Kind::Write;
@@ -45,6 +46,7 @@ struct StorageStep {
     qint64 pick = 0;    ///< which file or directory
     qint64 amount = 0;  ///< how many bytes, or which stray entry
     QByteArray garbage; ///< what is written there
+    QString place;      ///< of a placed file below the series directory
 };
 
 struct StorageCase {
@@ -62,6 +64,7 @@ enum class StorageCaseKind {
 };
 
 StorageCase makeStorageCase(quint64 seed, const ValueType& valueType, StorageCaseKind kind);
+StorageCase makeStorageCase(Dice& dice, const ValueType& valueType, StorageCaseKind kind);
 
 std::string describe(const StorageStep& step);
 std::string describe(const StorageCase& storageCase);

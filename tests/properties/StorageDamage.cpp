@@ -125,6 +125,10 @@ void addStrayEntry(const StorageStep& step, const QString& series, const PlainSt
 
 void damage(const StorageStep& step, const QString& series, const PlainStorage& layout)
 {
+    if (step.kind == Kind::PlaceFile) {
+        writeFile(series + u'/' + step.place, step.garbage);
+        return;
+    }
     if (!QFileInfo(series).isDir())
         return;
     if (step.kind == Kind::StrayEntry)

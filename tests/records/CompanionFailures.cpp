@@ -296,6 +296,52 @@ TEST(DeepNesting, OfHashesReadsAsNoValue)
     EXPECT_EQ(readVar(bytes + fromHex("000000020000000005")), "5 invalid");
 }
 
+TEST(DeepNesting, OfPairsReadsAsNoValue)
+{
+    QByteArray pairs;
+    for (int level = 0; level < 200'000; ++level)
+        pairs += fromHex("0000003a00");
+    EXPECT_EQ(readVar(pairs), "5 invalid");
+}
+
+/// Lists in lists that each name their type instead of giving its number.
+QByteArray nestedNamedLists(int levels)
+{
+    QByteArray bytes;
+    for (int level = 0; level < levels; ++level)
+        bytes += fromHex("0001000000"
+                         "0000000c") +
+                 "QVariantList" + fromHex("00000001");
+    return bytes + fromHex("00000002000000002a");
+}
+
+TEST(DeepNesting, OfContainersThatNameTheirTypeReadsAsNoValue)
+{
+    EXPECT_EQ(readVar(nestedNamedLists(100'000)), "5 invalid");
+}
+
+TEST(DamagedCompanion, NamingTheTypeOfAContainerStillGivesTheContainer)
+{
+    EXPECT_EQ(Internal::decodeVarValue(nestedNamedLists(1)), QVariant(QVariantList{QVariant(42)}));
+}
+
+TEST(DamagedCompanion, NamingAnUnknownTypeReadsAsNoValue)
+{
+    EXPECT_EQ(readVar(fromHex("0001000000"
+                              "00000003") +
+                      "abc"),
+              "5 invalid");
+}
+
+TEST(CompanionPair, ComesBackAsOnAStream)
+{
+    const QVariant pair = QVariant::fromValue(QVariantPair(QVariant(1), QVariant(QStringLiteral("b"))));
+    const std::optional<QVariant> read = Internal::decodeVarValue(Internal::encodeVarValue(pair));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(*read, pair);
+    EXPECT_FALSE(read->isNull());
+}
+
 TEST(DeepNesting, BesideShallowValuesDoesNotCount)
 {
     QByteArray bytes = fromHex("0000000900000003e8");
