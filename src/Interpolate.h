@@ -124,6 +124,18 @@ public:
     /// \return false when no further record is wanted
     bool handleNextRawRecord(DataRecord record);
 
+    /// Whether samples may come as numbers, many at a time: not for raw records, which keep their types, nor
+    /// through a difference.
+    bool takesSamples() const;
+
+    /// Whether the records of the read range are the results, each as it is.
+    bool deliversRecords() const;
+
+    /// Takes samples in the order given, with the effect of handleNextRawRecord for each. Costs far less.
+    /// \param timestamps, values  `count` of each
+    /// \return false when no further sample is wanted; the rest of these is then not taken
+    bool handleNextSamples(const qint64* timestamps, const double* values, std::size_t count);
+
     /// Closes the last intervals. Never throws.
     void finalize();
 
@@ -272,6 +284,19 @@ private:
 
     template <typename Kernel>
     void handleMean(const DataRecord& record);
+
+    bool isInsideInterval(qint64 timestamp) const;
+    bool takeRun(const qint64* timestamps, const double* values, std::size_t count);
+    void addToAccumulators(const qint64* timestamps, const double* values, std::size_t count);
+    template <typename Kernel>
+    void addToMean(const double* values, std::size_t count);
+    enum class Extreme { Min, Max };
+    template <Extreme kind>
+    void updateExtreme(DataRecord& extremeRecord, const qint64* timestamps, const double* values,
+                       std::size_t count);
+
+    /// Most values that MEDIAN and MODE keep of one interval.
+    static constexpr std::size_t kMaxValuesPerInterval = 999'999;
     bool emitsEmptyInterval() const;
     bool canStillEmit() const;
     void fillEmptyIntervals(qint64 timestamp);

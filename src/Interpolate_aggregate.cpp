@@ -3,6 +3,7 @@
 #include "Interpolate.h"
 
 #include "internal/CivilTime.h"
+#include "internal/MeanKernels.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,56 +18,10 @@ using namespace Internal;
 namespace
 {
 
-/// Most values that MEDIAN and MODE keep of one interval.
-constexpr std::size_t kMaxValuesPerInterval = 999'999;
-
 bool isSet(const Interpolate::DataRecord& extreme)
 {
     return !extreme.value.isNull();
 }
-
-// What a record adds to the accumulator of the mean family, when an interval has a result, and which.
-
-struct CountKernel {
-    static void add(double&, double) {}
-    static bool hasResult(double) { return true; }
-    static double result(double, double count) { return count; }
-};
-
-struct ArithmeticMeanKernel {
-    static void add(double& sum, double value) { sum += value; }
-    static bool hasResult(double) { return true; }
-    static double result(double sum, double count) { return sum / count; }
-};
-
-struct GeometricMeanKernel {
-    // Kept: a zero is counted but adds nothing, so it weighs like a sample of 1.
-    static void add(double& sum, double value)
-    {
-        if (value != 0.0)
-            sum += std::log(value);
-    }
-    static bool hasResult(double) { return true; }
-    static double result(double sum, double count) { return std::exp(sum / count); }
-};
-
-struct HarmonicMeanKernel {
-    // Kept: a zero is counted but adds nothing.
-    static void add(double& sum, double value)
-    {
-        if (value != 0.0)
-            sum += 1.0 / value;
-    }
-    // Kept: reciprocals that sum to exactly zero make an empty interval.
-    static bool hasResult(double sum) { return sum != 0.0; }
-    static double result(double sum, double count) { return count / sum; }
-};
-
-struct QuadraticMeanKernel {
-    static void add(double& sum, double value) { sum += value * value; }
-    static bool hasResult(double) { return true; }
-    static double result(double sum, double count) { return std::sqrt(sum / count); }
-};
 
 /// Median of a non-empty vector, which it sorts; NaN counts as greater than every number.
 double medianOf(std::vector<double>& values)

@@ -14,6 +14,7 @@
 #include "internal/RecordEncoder.h"
 #include "internal/RecordFile.h"
 #include "internal/Seams.h"
+#include "internal/SwapFiles.h"
 #include "internal/TreeCursor.h"
 #include "internal/VarReorganizer.h"
 
@@ -234,8 +235,8 @@ bool TSFileStorage::findDataRecord(qint64 ts, DataRecord& record)
     if (!place.found || !file.open(LogTexts::kOpenFind))
         return false;
     qint64 endBytes = 0;
-    record = file.readAt(file.search(ts), endBytes);
-    return record.timestamp == ts;
+    DataRecord found = file.readAt(file.search(ts), endBytes);
+    return deliver(file, LogTexts::kOpenFind, place, std::move(found), record) && record.timestamp == ts;
 }
 
 bool TSFileStorage::findPrevDataRecord(qint64 ts, DataRecord& record)
@@ -250,15 +251,15 @@ bool TSFileStorage::findPrevDataRecord(qint64 ts, DataRecord& record)
         return false;
 
     qint64 endBytes = 0;
-    record = file.readAt(file.search(beforeTs), endBytes);
+    DataRecord found = file.readAt(file.search(beforeTs), endBytes);
     const qint64 twoRecords = 2 * file.shape().recordSize();
-    if (record.timestamp > beforeTs && endBytes >= twoRecords) {
+    if (found.timestamp > beforeTs && endBytes >= twoRecords) {
         // Kept: the record before replaces the one found only when it too is not below the time asked for.
         DataRecord previous = file.readAt(endBytes - twoRecords, endBytes);
         if (previous.timestamp >= beforeTs)
-            record = std::move(previous);
+            found = std::move(previous);
     }
-    return true;
+    return deliver(file, LogTexts::kOpenFindPrev, place, std::move(found), record);
 }
 
 // --- Counting and deleting ---------------------------------------------------------------------------------
@@ -350,6 +351,7 @@ bool TSFileStorage::checkMaxFileSize(QFile* file, TSFileInfo info)
 {
     FilePlace place = placeOf(info);
     place.path = file->fileName();
+    place.sizeBytes = fileSizeBytes(currentRecordPath(place.path));
     const FileSplitter splitter(m_valueType, m_maxFileSize);
     return splitter.splitIfTooLarge(place) == FileSplitter::Result::Split;
 }
@@ -468,7 +470,7 @@ qint64 TSFileStorage::seekToTsOffsetPos(QDataStream& stream, qint64 fileSize, qi
     QIODevice& device = *stream.device();
     const qint64 recordSize = m_dataLength + tsOffsetLength;
     if (recordSize >= 1 && fileSize >= recordSize) {
-        searchRecords(fileSize / recordSize, recordSize, tsOffset, [&](qint64 positionBytes) {
+        searchRecords(fileSize / recordSize, recordSize, tsOffset, [&](qint64 positionBytes, qint64, qint64) {
             device.seek(positionBytes);
             return readCurrTsOffset(stream, depth);
         });

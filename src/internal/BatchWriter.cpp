@@ -97,7 +97,9 @@ bool BatchWriter::writeRun(const FilePlace& place, Iterator begin, Iterator end)
         logLine(LogTexts::kWriteFailed, isStored ? refusedPath : writer.failedPath());
         return false;
     }
-    limitFileSize(place, writer.hasOverwrittenVariable());
+    FilePlace written = place;
+    written.sizeBytes = writer.sizeBytes();
+    limitFileSize(written, writer.hasOverwrittenVariable());
     return true;
 }
 
@@ -105,7 +107,12 @@ bool BatchWriter::writeRun(const FilePlace& place, Iterator begin, Iterator end)
 bool BatchWriter::putRun(RecordFileWriter& writer, Iterator begin, Iterator end)
 {
     using Outcome = RecordFileWriter::Outcome;
-    for (Iterator record = begin; record != end; ++record) {
+    for (Iterator record = begin; record != end;) {
+        const Iterator runEnd = writer.appendRun(record, end);
+        for (; record != runEnd; ++record)
+            noteLate(record->timestamp);
+        if (record == end)
+            break;
         const Outcome outcome = writer.put(*record, [&](const QVariant& oldValue) {
             noteOverwritten(record->timestamp, oldValue, record->value);
         });
@@ -113,6 +120,7 @@ bool BatchWriter::putRun(RecordFileWriter& writer, Iterator begin, Iterator end)
             return false;
         if (outcome != Outcome::Unchanged)
             noteLate(record->timestamp);
+        ++record;
     }
     return true;
 }

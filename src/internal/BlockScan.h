@@ -5,7 +5,7 @@
 #include "internal/FileAccess.h"
 
 #include <algorithm>
-#include <vector>
+#include <memory>
 
 namespace Kiv::Internal
 {
@@ -29,14 +29,14 @@ ScanEnd scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideB
     const qint64 blockBytes =
         std::min(kScanBlockBytes / strideBytes * strideBytes,
                  std::max<qint64>(endBytes - positionBytes, 0) / strideBytes * strideBytes);
-    std::vector<char> block(static_cast<std::size_t>(blockBytes));
+    const auto block = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(blockBytes));
     while (endBytes - positionBytes >= strideBytes) {
         const qint64 wanted = std::min(blockBytes, endBytes - positionBytes);
-        const qint64 got = readAt(fd, block.data(), wanted, positionBytes) / strideBytes * strideBytes;
+        const qint64 got = readAt(fd, block.get(), wanted, positionBytes) / strideBytes * strideBytes;
         if (got == 0)
             return ScanEnd::ReadFailed;
-        const char* const end = block.data() + got;
-        for (const char* bytes = block.data(); bytes != end; bytes += strideBytes) {
+        const char* const end = block.get() + got;
+        for (const char* bytes = block.get(); bytes != end; bytes += strideBytes) {
             if (!visit(bytes))
                 return ScanEnd::ByVisit;
         }

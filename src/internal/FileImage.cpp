@@ -105,11 +105,21 @@ void FileImage::moveGapTo(qint64 positionBytes)
 
 void FileImage::write(qint64 positionBytes, const char* bytes, qint64 countBytes)
 {
+    std::memcpy(startWrite(positionBytes, countBytes), bytes, static_cast<std::size_t>(countBytes));
+}
+
+char* FileImage::startWrite(qint64 positionBytes, qint64 countBytes)
+{
     if (positionBytes + countBytes < sizeBytes())
         load();
     moveGapTo(std::min(positionBytes, sizeBytes()));
-    m_changed.append(bytes, static_cast<qsizetype>(countBytes));
     m_restStart = std::min(m_restStart + countBytes, m_restSizeBytes);
+    const qsizetype oldCount = m_changed.size();
+    const qsizetype needed = oldCount + static_cast<qsizetype>(countBytes);
+    if (needed > m_changed.capacity())
+        m_changed.reserve(std::max(needed, 2 * oldCount));
+    m_changed.resize(needed);
+    return m_changed.data() + oldCount;
 }
 
 void FileImage::insert(qint64 positionBytes, const char* bytes, qint64 countBytes)

@@ -31,6 +31,9 @@ public:
     /// Replaces bytes from a position on, growing the image at its end.
     void write(qint64 positionBytes, const char* bytes, qint64 countBytes);
 
+    /// The same, with the bytes still to be filled in by the caller before anything else is asked of the image.
+    char* startWrite(qint64 positionBytes, qint64 countBytes);
+
     /// Puts bytes in front of those at a position, which is clamped to the image.
     void insert(qint64 positionBytes, const char* bytes, qint64 countBytes);
 

@@ -50,7 +50,7 @@ QString entryName(const CivilFields& fields, int depth)
     }
 }
 
-qint64 baseTimeMs(const QString& subDir, const QString& fileName)
+std::optional<qint64> baseTimeIfValid(const QString& subDir, const QString& fileName)
 {
     std::array<int, kFieldCount> fields = {1970, 1, 1, 0, 0};
     const QStringList parts = subDir.split(u'/', Qt::SkipEmptyParts);
@@ -60,11 +60,17 @@ qint64 baseTimeMs(const QString& subDir, const QString& fileName)
     if (partCount < fields.size() && !fileName.isEmpty())
         fields[partCount] = fileName.toInt();
 
-    if (!isValidDate(fields)) {
-        logLine(LogTexts::kInvalidBaseTime);
-        return 0;
-    }
+    if (!isValidDate(fields))
+        return {};
     return msFromCivil({{fields[0], fields[1], fields[2]}, fields[3], fields[4]});
+}
+
+qint64 baseTimeMs(const QString& subDir, const QString& fileName)
+{
+    const std::optional<qint64> baseMs = baseTimeIfValid(subDir, fileName);
+    if (!baseMs)
+        logLine(LogTexts::kInvalidBaseTime);
+    return baseMs.value_or(0);
 }
 
 qint64 baseTimeMs(const FilePlace& place)

@@ -38,11 +38,27 @@ public:
 
     Status add(const Interpolate::DataRecord& record)
     {
-        if (!m_part || record.timestamp < m_periodStartMs || record.timestamp > m_periodLastMs) {
-            if (const Status status = enterPeriodOf(record.timestamp); status != Status::Ok)
-                return status;
-        }
+        if (const Status status = enterPeriodOf(record.timestamp); status != Status::Ok)
+            return status;
         return m_part->add(record).ok() ? Status::Ok : Status::WriteFailed;
+    }
+
+    /// Adds the records from the front that share a period; their values keep their bytes.
+    /// \param bytes  in: the records of a file; out: what is left of them
+    Status addRun(QByteArrayView& bytes, qint64 baseMs, const RecordShape& shape)
+    {
+        const qint64 stride = shape.strideBytes();
+        const auto timestampAt = [&](qint64 position) {
+            return baseMs + decodeOffset(bytes.data() + position, shape.offsetWidth);
+        };
+        if (const Status status = enterPeriodOf(timestampAt(0)); status != Status::Ok)
+            return status;
+        qint64 end = stride;
+        while (end < bytes.size() && isInPeriod(timestampAt(end)))
+            end += stride;
+        const bool isStored = m_part->addBytes(bytes.first(end), baseMs, shape).ok();
+        bytes = bytes.sliced(end);
+        return isStored ? Status::Ok : Status::WriteFailed;
     }
 
     Status finish()
@@ -52,11 +68,14 @@ public:
         return isStored ? Status::Ok : Status::WriteFailed;
     }
 
+    bool isDiscarded() const { return m_isDiscarded; }
+
     QString currentPath() const { return m_directory + u'/' + m_name; }
 
     /// Removes what was written.
     void discard()
     {
+        m_isDiscarded = true;
         m_part.reset();
         for (const QString& name : m_begunNames) {
             const QString path = m_directory + u'/' + name;
@@ -67,8 +86,15 @@ public:
     }
 
 private:
+    bool isInPeriod(qint64 timestampMs) const
+    {
+        return timestampMs >= m_periodStartMs && timestampMs <= m_periodLastMs;
+    }
+
     Status enterPeriodOf(qint64 timestampMs)
     {
+        if (m_part && isInPeriod(timestampMs))
+            return Status::Ok;
         m_periodStartMs = periodStartMs(timestampMs, m_depth);
         m_periodLastMs = periodLastMs(timestampMs, m_depth);
         const QString name = entryName(civilFromMs(timestampMs), m_depth);
@@ -95,7 +121,51 @@ private:
     qint64 m_periodLastMs = 0;
     std::unique_ptr<NewRecordFile> m_part;
     std::set<QString> m_begunNames;
+    bool m_isDiscarded = false;
 };
+
+using Status = SplitParts::Status;
+using Result = FileSplitter::Result;
+
+/// Removes the file and puts a directory in its place. A failure is logged.
+bool makeDirectoryOf(const FilePlace& place)
+{
+    if (!removeFile(place.path).ok()) {
+        logLine(LogTexts::kSplitWriteFailed, place.path);
+        return false;
+    }
+    removeSwapFiles(place.path);
+    static_cast<void>(removeFile(varPathOf(place.path)).ok());
+    QFileInfo(place.path).dir().mkdir(place.name());
+    return true;
+}
+
+/// Ends the writing of the parts, which are discarded when one could not be written. A failure is logged.
+Result concluded(SplitParts& parts, Status status)
+{
+    if (status == Status::Ok)
+        status = parts.finish();
+    if (status == Status::Ok)
+        return Result::Split;
+    // Kept: after a failed open what is not written yet is lost, as the log line says.
+    logLine(status == Status::OpenFailed ? LogTexts::kSplitOpenForWrite : LogTexts::kSplitWriteFailed,
+            parts.currentPath());
+    if (status == Status::WriteFailed)
+        parts.discard();
+    return Result::WriteFailed;
+}
+
+std::vector<Interpolate::DataRecord> decodeRecords(QByteArrayView bytes, qint64 baseMs,
+                                                   const RecordShape& shape)
+{
+    std::vector<Interpolate::DataRecord> records;
+    for (qint64 position = 0; position < bytes.size(); position += shape.strideBytes()) {
+        const char* const record = bytes.data() + position;
+        records.emplace_back(baseMs + decodeOffset(record, shape.offsetWidth),
+                             decodeValue(record + shape.offsetWidth, shape.coding));
+    }
+    return records;
+}
 
 } // namespace
 
@@ -104,16 +174,25 @@ FileSplitter::FileSplitter(QMetaType::Type type, int maxFileSizeBytes)
 {
 }
 
-bool FileSplitter::isTooLarge(const QString& path) const
+bool FileSplitter::isTooLarge(const FilePlace& place) const
 {
-    return fileSizeBytes(currentRecordPath(path)) > m_maxFileSizeBytes ||
-           fileSizeBytes(varPathOf(path)) / kVarSizeFactor > m_maxFileSizeBytes;
+    return place.sizeBytes > m_maxFileSizeBytes ||
+           fileSizeBytes(varPathOf(place.path)) / kVarSizeFactor > m_maxFileSizeBytes;
 }
 
 FileSplitter::Result FileSplitter::splitIfTooLarge(const FilePlace& place) const
 {
-    if (!isTooLarge(place.path) || place.depth >= kMaxDepth)
+    if (place.depth >= kMaxDepth || !isTooLarge(place))
         return Result::NotNeeded;
+    const RecordShape shape(m_type, place.depth);
+    // A bool and a float are written anew, which makes one pattern of the many that a damaged file may hold.
+    const bool keepsBytes = !shape.isVariable() && shape.isExact() && shape.coding != ValueCoding::Bool;
+    return keepsBytes ? splitBytes(place, shape) : splitRecords(place);
+}
+
+/// Splits a file record by record, each value through its type.
+FileSplitter::Result FileSplitter::splitRecords(const FilePlace& place) const
+{
     Records records;
     qint64 baseMs = 0;
     {
@@ -122,40 +201,43 @@ FileSplitter::Result FileSplitter::splitIfTooLarge(const FilePlace& place) const
             return Result::LeftAsItIs;
         baseMs = file.baseMs();
     }
-    if (!removeFile(place.path).ok()) {
-        logLine(LogTexts::kSplitWriteFailed, place.path);
+    if (!makeDirectoryOf(place))
         return Result::WriteFailed;
-    }
-    removeSwapFiles(place.path);
-    static_cast<void>(removeFile(varPathOf(place.path)).ok());
-    QFileInfo(place.path).dir().mkdir(place.name());
-    return writeParts(place, baseMs, records);
-}
-
-FileSplitter::Result FileSplitter::writeParts(const FilePlace& place, qint64 baseMs,
-                                              const Records& records) const
-{
-    using Status = SplitParts::Status;
     SplitParts parts(place, m_type);
     Status status = Status::Ok;
     for (std::size_t i = 0; i < records.size() && status == Status::Ok; ++i)
         status = parts.add(records[i]);
-    if (status == Status::Ok)
-        status = parts.finish();
+    const Result result = concluded(parts, status);
+    return parts.isDiscarded() ? putBack(place, baseMs, records) : result;
+}
 
-    if (status == Status::OpenFailed) {
-        // Kept: what is not written yet is lost, as the log line says.
-        logLine(LogTexts::kSplitOpenForWrite, parts.currentPath());
-        return Result::WriteFailed;
+/// Splits a file of values that can be copied byte by byte.
+FileSplitter::Result FileSplitter::splitBytes(const FilePlace& place, const RecordShape& shape) const
+{
+    QByteArray bytes;
+    qint64 baseMs = 0;
+    {
+        RecordFile file(place, m_type);
+        if (!file.open(LogTexts::kSplitOpenForRead) || !file.readAllBytes(bytes))
+            return Result::LeftAsItIs;
+        baseMs = file.baseMs();
     }
-    if (status == Status::WriteFailed) {
-        logLine(LogTexts::kSplitWriteFailed, parts.currentPath());
-        parts.discard();
-        // The space of the parts is free again; the whole file had its place before.
-        static_cast<void>(replaceRecordFile(place, m_type, baseMs, records));
+    if (!makeDirectoryOf(place))
         return Result::WriteFailed;
-    }
-    return Result::Split;
+    SplitParts parts(place, m_type);
+    Status status = Status::Ok;
+    for (QByteArrayView rest = bytes; !rest.isEmpty() && status == Status::Ok;)
+        status = parts.addRun(rest, baseMs, shape);
+    const Result result = concluded(parts, status);
+    return parts.isDiscarded() ? putBack(place, baseMs, decodeRecords(bytes, baseMs, shape)) : result;
+}
+
+/// Makes the whole file again from its records; it had its place before, and the space of the parts is free again.
+FileSplitter::Result FileSplitter::putBack(const FilePlace& place, qint64 baseMs,
+                                           const Records& records) const
+{
+    static_cast<void>(replaceRecordFile(place, m_type, baseMs, records));
+    return Result::WriteFailed;
 }
 
 } // namespace Kiv::Internal

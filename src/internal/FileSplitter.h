@@ -6,6 +6,7 @@
 
 #include "internal/FileAccess.h"
 #include "internal/FilePlace.h"
+#include "internal/RecordLayout.h"
 
 #include <QMetaType>
 #include <QString>
@@ -28,13 +29,16 @@ public:
         WriteFailed, ///< logged
     };
 
+    /// \param place  its size is that of the record file now
     Result splitIfTooLarge(const FilePlace& place) const;
 
 private:
     using Records = std::vector<Interpolate::DataRecord>;
 
-    bool isTooLarge(const QString& path) const;
-    Result writeParts(const FilePlace& place, qint64 baseMs, const Records& records) const;
+    bool isTooLarge(const FilePlace& place) const;
+    Result splitRecords(const FilePlace& place) const;
+    Result splitBytes(const FilePlace& place, const RecordShape& shape) const;
+    Result putBack(const FilePlace& place, qint64 baseMs, const Records& records) const;
 
     QMetaType::Type m_type;
     int m_maxFileSizeBytes;

@@ -2,6 +2,8 @@
 
 #include "internal/RecordEncoder.h"
 
+#include <cstring>
+
 namespace Kiv::Internal
 {
 
@@ -31,6 +33,23 @@ IoResult NewRecordFile::add(const Interpolate::DataRecord& record)
     if (const IoResult result = encodeRecord(m_shape, m_baseMs, record, m_values, bytes); !result.ok())
         return result;
     m_pending.append(bytes, m_shape.strideBytes());
+    return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
+}
+
+IoResult NewRecordFile::addBytes(QByteArrayView records, qint64 baseMs, const RecordShape& shape)
+{
+    const qint64 count = records.size() / shape.strideBytes();
+    const qsizetype oldSize = m_pending.size();
+    m_pending.resize(oldSize + static_cast<qsizetype>(count * m_shape.strideBytes()));
+    const char* from = records.data();
+    char* to = m_pending.data() + oldSize;
+    for (qint64 i = 0; i < count; ++i) {
+        encodeOffset(to, m_shape.offsetWidth, baseMs + decodeOffset(from, shape.offsetWidth) - m_baseMs);
+        std::memcpy(to + m_shape.offsetWidth, from + shape.offsetWidth,
+                    static_cast<std::size_t>(shape.valueBytes()));
+        from += shape.strideBytes();
+        to += m_shape.strideBytes();
+    }
     return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
 }
 

@@ -9,6 +9,7 @@
 #include "internal/VarFile.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QFile>
 #include <QIODevice>
 #include <QString>
@@ -28,6 +29,10 @@ public:
     bool createCompanion() { return m_values.create(); }
 
     IoResult add(const Interpolate::DataRecord& record);
+
+    /// Adds the records of another file of the same type, whose values keep their bytes.
+    /// \param baseMs, shape  of that file
+    IoResult addBytes(QByteArrayView records, qint64 baseMs, const RecordShape& shape);
 
     enum class Durability { Cached, Synchronized };
 

@@ -38,8 +38,9 @@ qint64 RangeCounter::count()
 qint64 RangeCounter::recordCountOf(const FilePlace& place) const
 {
     const RecordShape shape(m_stored.m_valueType, place.depth);
-    const QString path = shape.isVariable() ? currentRecordPath(place.path) : place.path;
-    return fileSizeBytes(path) / shape.recordSize();
+    const qint64 sizeBytes =
+        shape.isVariable() ? fileSizeBytes(currentRecordPath(place.path)) : place.sizeBytes;
+    return sizeBytes / shape.recordSize();
 }
 
 /// \return false when the range ends in this file
@@ -76,8 +77,10 @@ bool RangeCounter::countRecords(RecordFile& file)
         m_count += timestamp >= m_startMs ? 1 : 0;
         return true;
     };
-    return scanBlocks(file.handle(), position, file.sizeBytes(), shape.strideBytes(), visit) !=
-           ScanEnd::ByVisit;
+    const ScanEnd end = scanBlocks(file.handle(), position, file.sizeBytes(), shape.strideBytes(), visit);
+    if (end == ScanEnd::ReadFailed)
+        logLine(LogTexts::kOpenCount, file.path());
+    return end != ScanEnd::ByVisit;
 }
 
 } // namespace Kiv::Internal

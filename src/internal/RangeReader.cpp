@@ -1,23 +1,50 @@
 #include "internal/RangeReader.h"
 
+#include "TSFileColumns.h"
 #include "TSFileStorage.h"
 
-#include "internal/BlockScan.h"
+#include "internal/CivilTime.h"
 #include "internal/LogTexts.h"
-#include "internal/TreeCursor.h"
+#include "internal/ShapeDispatch.h"
 
 #include <algorithm>
+#include <array>
+#include <limits>
 #include <utility>
 
 namespace Kiv::Internal
 {
 
+namespace
+{
+
+constexpr qint64 kBlockBytes = 256 * 1024;
+
+/// So that the columns of one block never hold more than a column reader hands out.
+constexpr qint64 kMaxBlockRecords = TSFileColumnReader::kMaxBlockSize;
+
+/// Room is made at once for this many records at most.
+constexpr qint64 kMaxReservedCount = qint64{1} << 24;
+
+/// Samples that are decoded before the engine sees them; so many that both columns stay in the nearest cache.
+constexpr std::size_t kColumnLength = 512;
+
+} // namespace
+
 RangeReader::RangeReader(TSFileStorage& series, TSFileStorage& stored, Source source, Records& result)
-    : m_series(series), m_stored(stored), m_source(source), m_result(result)
+    : m_series(series), m_stored(stored), m_source(source), m_result(result), m_cursor(stored.m_dir)
 {
 }
 
 void RangeReader::read(ReadRequest request, int& limit)
+{
+    if (!start(std::move(request), limit))
+        return;
+    while (step()) {
+    }
+}
+
+bool RangeReader::start(ReadRequest request, int& limit)
 {
     Interpolate::DataRecord first;
     Interpolate::DataRecord last;
@@ -25,23 +52,30 @@ void RangeReader::read(ReadRequest request, int& limit)
     const bool hasLast = m_stored.getLastDataRecord(last);
     if (!hasFirst || !hasLast) {
         limit = 0;
-        return;
+        return false;
     }
-    Interpolate engine(std::move(request.param), std::move(request.passes), request.startMs, request.endMs,
-                       first.timestamp, last.timestamp, &m_result, m_stored.m_valueType,
-                       request.shiftIntervalForward, limit, request.fastCountOnly);
-    const bool hasRange = engine.getRange(m_startMs, m_endMs);
+    m_engine.emplace(std::move(request.param), std::move(request.passes), request.startMs, request.endMs,
+                     first.timestamp, last.timestamp, &m_result, m_stored.m_valueType,
+                     request.shiftIntervalForward, limit, request.fastCountOnly);
+    const bool hasRange = m_engine->getRange(m_startMs, m_endMs);
     // A counter at timestamp 0 has been settled from the range alone.
     if (!hasRange || (request.fastCountOnly && m_result.front().timestamp == 0)) {
         limit = 0;
-        return;
+        return false;
     }
-    feedPreviousRecords(engine, engine.needsPreviousDataRecords());
-    feedFiles(engine);
-    engine.finalize();
+    feedPreviousRecords(m_engine->needsPreviousDataRecords());
+    if (m_source == Source::LateLog) {
+        for (const Interpolate::DataRecord& record : m_result)
+            m_delivered.insert(record.timestamp);
+    }
+    m_place = m_cursor.locate(m_startMs);
+    if (!m_place.found)
+        m_place = m_cursor.next(m_place);
+    reserveResult(m_place, last.timestamp);
+    return true;
 }
 
-void RangeReader::feedPreviousRecords(Interpolate& engine, qint32 count)
+void RangeReader::feedPreviousRecords(qint32 count)
 {
     Records newestFirst;
     qint64 fromMs = m_startMs;
@@ -53,123 +87,240 @@ void RangeReader::feedPreviousRecords(Interpolate& engine, qint32 count)
         newestFirst.push_back(std::move(record));
     }
     for (auto record = newestFirst.rbegin(); record != newestFirst.rend(); ++record)
-        engine.handleNextRawRecord(std::move(*record));
+        m_engine->handleNextRawRecord(std::move(*record));
 }
 
-void RangeReader::feedFiles(Interpolate& engine)
+bool RangeReader::step()
 {
-    if (m_source == Source::LateLog) {
-        for (const Interpolate::DataRecord& record : m_result)
-            m_delivered.insert(record.timestamp);
+    if ((!m_file && !enterNextFile()) || readBlock() == Continue::No) {
+        finish();
+        return false;
     }
-    TreeCursor cursor(m_stored.m_dir);
-    FilePlace place = cursor.locate(m_startMs);
-    if (!place.found)
-        place = cursor.next(place);
-    for (; place.found; place = cursor.next(place)) {
-        RecordFile file(place, m_stored.m_valueType);
-        if (file.open(LogTexts::kOpenRead) && feedFile(engine, file) == Continue::No)
-            return;
-    }
+    return true;
 }
 
-/// Chooses the decode loop for a file and runs it from the first record of the range on.
-RangeReader::Continue RangeReader::feedFile(Interpolate& engine, RecordFile& file)
+void RangeReader::finish()
 {
-    const qint64 position = file.baseMs() >= m_startMs ? 0 : file.searchFirst(m_startMs);
-    reserveResult(engine, file, position);
-    switch (file.shape().offsetWidth) {
-    case 5:
-        return feedRecordsOfWidth<5>(engine, file, position);
-    case 4:
-        return feedRecordsOfWidth<4>(engine, file, position);
-    case 3:
-        return feedRecordsOfWidth<3>(engine, file, position);
-    default:
-        return feedRecordsOfWidth<2>(engine, file, position);
-    }
+    m_file.reset();
+    m_engine->finalize();
 }
 
-template <int width>
-RangeReader::Continue RangeReader::feedRecordsOfWidth(Interpolate& engine, RecordFile& file, qint64 position)
+/// Opens the next file that can be opened and goes to the first record of the range in it.
+bool RangeReader::enterNextFile()
 {
-    switch (file.shape().coding) {
-    case ValueCoding::Bool:
-        return feedRecords<width, ValueCoding::Bool>(engine, file, position);
-    case ValueCoding::Int8:
-        return feedRecords<width, ValueCoding::Int8>(engine, file, position);
-    case ValueCoding::UInt8:
-        return feedRecords<width, ValueCoding::UInt8>(engine, file, position);
-    case ValueCoding::Int16:
-        return feedRecords<width, ValueCoding::Int16>(engine, file, position);
-    case ValueCoding::UInt16:
-        return feedRecords<width, ValueCoding::UInt16>(engine, file, position);
-    case ValueCoding::Int32:
-        return feedRecords<width, ValueCoding::Int32>(engine, file, position);
-    case ValueCoding::UInt32:
-        return feedRecords<width, ValueCoding::UInt32>(engine, file, position);
-    case ValueCoding::Int64:
-        return feedRecords<width, ValueCoding::Int64>(engine, file, position);
-    case ValueCoding::UInt64:
-        return feedRecords<width, ValueCoding::UInt64>(engine, file, position);
-    case ValueCoding::Double:
-        return feedRecords<width, ValueCoding::Double>(engine, file, position);
-    case ValueCoding::FloatAsDouble:
-        return feedRecords<width, ValueCoding::FloatAsDouble>(engine, file, position);
-    case ValueCoding::VarPosition:
-        break;
-    }
-    return feedRecords<width, ValueCoding::VarPosition>(engine, file, position);
-}
-
-template <int width, ValueCoding coding>
-RangeReader::Continue RangeReader::feedRecords(Interpolate& engine, RecordFile& file, qint64 positionBytes)
-{
-    const qint64 baseMs = file.baseMs();
-    const auto visit = [&](const char* bytes) {
-        const qint64 timestamp = saturatingAdd(baseMs, decodeOffsetOfWidth<width>(bytes));
-        if constexpr (coding == ValueCoding::VarPosition) {
-            // Read before the range is looked at: a value that cannot be read shows in the log.
-            QVariant value = file.values().read(decodeVarPosition(bytes + width)).value;
-            return timestamp < m_startMs || take(engine, {timestamp, std::move(value)}) == Continue::Yes;
-        } else {
-            return timestamp < m_startMs ||
-                   take(engine, {timestamp, decodeValueOfCoding<coding>(bytes + width)}) == Continue::Yes;
+    for (; m_place.found; m_place = m_cursor.next(m_place)) {
+        m_file = std::make_unique<RecordFile>(m_place, m_stored.m_valueType);
+        if (m_file->open(LogTexts::kOpenRead)) {
+            m_positionBytes = m_file->baseMs() >= m_startMs ? 0 : m_file->searchFirst(m_startMs);
+            return true;
         }
-    };
-    const qint64 stride = file.shape().strideBytes();
-    const ScanEnd end = scanBlocks(file.handle(), positionBytes, file.sizeBytes(), stride, visit);
-    return end == ScanEnd::ByVisit ? Continue::No : Continue::Yes;
+        m_file.reset();
+    }
+    return false;
 }
 
-/// Makes room for the records of a raw read that this file can add, without growing in small steps.
-void RangeReader::reserveResult(const Interpolate& engine, const RecordFile& file, qint64 positionBytes)
+/// Feeds the next block of the file and leaves the file behind its last record. Records that cannot be read are a log
+/// line.
+RangeReader::Continue RangeReader::readBlock()
 {
-    const bool deliversAll = engine.method == Interpolate::RAW && engine.filterParams.empty() &&
-                             !engine.nextPass && engine.limit < 1 && !engine.fastCountOnly;
-    if (m_source != Source::Samples || !deliversAll || !file.shape().isExact())
+    const qint64 stride = m_file->shape().strideBytes();
+    const qint64 blockRecords = std::min(kBlockBytes / stride, kMaxBlockRecords);
+    const qint64 leftBytes = m_file->sizeBytes() - m_positionBytes;
+    const qint64 wanted = std::clamp<qint64>(leftBytes / stride, 0, blockRecords) * stride;
+    if (!m_buffer)
+        m_buffer = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(kBlockBytes));
+    const qint64 got = readAt(m_file->handle(), m_buffer.get(), wanted, m_positionBytes) / stride * stride;
+    if (got == 0) {
+        if (wanted > 0)
+            logLine(LogTexts::kOpenRead, m_place.path);
+        m_file.reset();
+        m_place = m_cursor.next(m_place);
+        return Continue::Yes;
+    }
+    m_positionBytes += got;
+    const Block block{m_buffer.get(), m_buffer.get() + got};
+    return visitShape(m_file->shape(),
+                      [&](auto width, auto coding) { return feedBlock<width(), coding()>(block); });
+}
+
+/// Chooses the shortest way that a block can take.
+template <int width, ValueCoding coding>
+RangeReader::Continue RangeReader::feedBlock(Block block)
+{
+    if (m_source == Source::Samples && coding != ValueCoding::VarPosition) {
+        if (m_engine->takesSamples())
+            return feedSamples<width, coding>(block);
+        if (m_engine->deliversRecords())
+            return m_columns != nullptr ? deliverColumns<width, coding>(block)
+                                        : deliverRecords<width, coding>(block);
+    }
+    return takeRecords<width, coding>(block);
+}
+
+/// Hands numbers to an engine that takes them in columns.
+template <int width, ValueCoding coding>
+RangeReader::Continue RangeReader::feedSamples(Block block)
+{
+    constexpr qint64 kStride = width + valueBytesOfCoding(coding);
+    std::array<qint64, kColumnLength> timestamps;
+    std::array<double, kColumnLength> values;
+    // No sum below overflows: a base time lies in the years 0 to 9999.
+    const qint64 baseMs = m_file->baseMs();
+    const qint64 startMs = m_startMs;
+    const qint64 endMs = m_endMs;
+    while (block.begin != block.end) {
+        std::size_t count = 0;
+        bool isInRange = true;
+        for (; block.begin != block.end && count < kColumnLength && isInRange; block.begin += kStride) {
+            const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(block.begin);
+            if (timestamp < startMs)
+                continue;
+            timestamps[count] = timestamp;
+            values[count] = decodeNumberOfCoding<coding>(block.begin + width);
+            isInRange = timestamp <= endMs;
+            ++count;
+        }
+        // The first record beyond the range is not the column's business.
+        const std::size_t inRangeCount = isInRange ? count : count - 1;
+        if (!m_engine->handleNextSamples(timestamps.data(), values.data(), inRangeCount))
+            return Continue::No;
+        if (!isInRange)
+            return take({timestamps[inRangeCount], QVariant(values[inRangeCount])});
+    }
+    return Continue::Yes;
+}
+
+/// Puts records into the result, past the engine, which would do no more with them.
+template <int width, ValueCoding coding>
+RangeReader::Continue RangeReader::deliverRecords(Block block)
+{
+    constexpr qint64 kStride = width + valueBytesOfCoding(coding);
+    const qint64 baseMs = m_file->baseMs();
+    // The record that reaches the limit goes to the engine, which knows what that means.
+    const std::size_t freeCount = m_engine->limit < 1 ? std::numeric_limits<std::size_t>::max()
+                                                      : static_cast<std::size_t>(m_engine->limit) - 1;
+    for (const char* bytes = block.begin; bytes != block.end; bytes += kStride) {
+        const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(bytes);
+        if (timestamp < m_startMs)
+            continue;
+        if (timestamp <= m_endMs && m_result.size() < freeCount)
+            m_result.emplace_back(timestamp, decodeValueOfCoding<coding>(bytes + width));
+        else if (take({timestamp, decodeValueOfCoding<coding>(bytes + width)}) == Continue::No)
+            return Continue::No;
+    }
+    return Continue::Yes;
+}
+
+/// The same into columns, without a limit.
+template <int width, ValueCoding coding>
+RangeReader::Continue RangeReader::deliverColumns(Block block)
+{
+    constexpr bool kIsFloating = coding == ValueCoding::Double || coding == ValueCoding::FloatAsDouble;
+    constexpr qint64 kStride = width + valueBytesOfCoding(coding);
+    using Number = std::conditional_t<kIsFloating, double, qint64>;
+    std::array<qint64, kColumnLength> timestamps;
+    std::array<Number, kColumnLength> values;
+    const qint64 baseMs = m_file->baseMs();
+    const qint64 startMs = m_startMs;
+    const qint64 endMs = m_endMs;
+    bool isInRange = true;
+    while (block.begin != block.end && isInRange) {
+        std::size_t count = 0;
+        for (; block.begin != block.end && count < kColumnLength; block.begin += kStride) {
+            const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(block.begin);
+            if (timestamp < startMs)
+                continue;
+            isInRange = timestamp <= endMs;
+            if (!isInRange)
+                break;
+            timestamps[count] = timestamp;
+            if constexpr (kIsFloating)
+                values[count] = decodeNumberOfCoding<coding>(block.begin + width);
+            else
+                values[count] = decodeIntegerOfCoding<coding>(block.begin + width);
+            ++count;
+        }
+        const auto append = [count](auto& column, const auto& from) {
+            column.insert(column.end(), from.begin(), from.begin() + static_cast<std::ptrdiff_t>(count));
+        };
+        append(m_columns->timestamps, timestamps);
+        if constexpr (kIsFloating)
+            append(m_columns->doubles, values);
+        else
+            append(m_columns->integers, values);
+    }
+    m_columns->isNull.resize(m_columns->timestamps.size(), 0);
+    return isInRange ? Continue::Yes : Continue::No;
+}
+
+/// Takes record by record, which works for every request and every file.
+template <int width, ValueCoding coding>
+RangeReader::Continue RangeReader::takeRecords(Block block)
+{
+    const qint64 baseMs = m_file->baseMs();
+    const qint64 stride = m_file->shape().strideBytes();
+    for (const char* bytes = block.begin; bytes != block.end; bytes += stride) {
+        const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(bytes);
+        QVariant value;
+        // Read before the range is looked at: a value that cannot be read shows in the log.
+        if constexpr (coding == ValueCoding::VarPosition)
+            value = m_file->values().read(decodeVarPosition(bytes + width)).value;
+        else
+            value = decodeValueOfCoding<coding>(bytes + width);
+        if (timestamp >= m_startMs && take({timestamp, std::move(value)}) == Continue::No)
+            return Continue::No;
+    }
+    return Continue::Yes;
+}
+
+/// Makes room for the records of a raw read at once, without growing in steps.
+void RangeReader::reserveResult(FilePlace place, qint64 lastRecordMs)
+{
+    const bool deliversAll = m_engine->deliversRecords() && m_engine->limit < 1;
+    if (m_source != Source::Samples || !deliversAll || m_columns != nullptr)
         return;
-    const qint64 recordSize = file.shape().recordSize();
-    const qint64 endPosition = file.search(m_endMs) + recordSize;
-    const qint64 count = std::max<qint64>((endPosition - positionBytes) / recordSize, 0);
-    const std::size_t needed = m_result.size() + static_cast<std::size_t>(count);
-    if (needed > m_result.capacity())
-        m_result.reserve(std::max(needed, m_result.capacity() * 2));
+    TreeCursor cursor(m_stored.m_dir);
+    qint64 count = 0;
+    for (; place.found && count < kMaxReservedCount; place = cursor.next(place)) {
+        const qint64 fileCount = estimatedRecordCount(place, lastRecordMs);
+        if (fileCount < 0)
+            break;
+        count += fileCount;
+    }
+    m_result.reserve(m_result.size() + static_cast<std::size_t>(std::min(count, kMaxReservedCount)));
+}
+
+/// Records that a file adds to the range, taken from its size and the share of its period that lies in the range.
+/// \return a negative number for a file beyond the range
+qint64 RangeReader::estimatedRecordCount(const FilePlace& place, qint64 lastRecordMs) const
+{
+    const qint64 baseMs = baseTimeIfValid(place.subDir, place.name()).value_or(0);
+    if (baseMs > m_endMs)
+        return -1;
+    const qint64 count = place.sizeBytes / RecordShape(m_stored.m_valueType, place.depth).strideBytes();
+    // The last file of the series may be only begun.
+    const qint64 fileEndMs = std::min(periodLastMs(baseMs, place.depth), lastRecordMs);
+    const qint64 fromMs = std::max(baseMs, m_startMs);
+    const qint64 toMs = std::min(fileEndMs, m_endMs);
+    if (fromMs == baseMs && toMs == fileEndMs)
+        return count;
+    const double share = static_cast<double>(toMs - fromMs) / static_cast<double>(fileEndMs - baseMs);
+    return static_cast<qint64>(static_cast<double>(count) * std::clamp(share, 0.0, 1.0));
 }
 
 /// Takes a record at or after the start of the range.
-RangeReader::Continue RangeReader::take(Interpolate& engine, Interpolate::DataRecord&& record)
+RangeReader::Continue RangeReader::take(Interpolate::DataRecord&& record)
 {
     if (record.timestamp > m_endMs) {
-        if (m_source == Source::Samples && engine.needsDataRecordAfterRangeEnd())
-            engine.handleNextRawRecord(std::move(record));
+        if (m_source == Source::Samples && m_engine->needsDataRecordAfterRangeEnd())
+            m_engine->handleNextRawRecord(std::move(record));
         return Continue::No;
     }
     if (m_source == Source::LateLog) {
         deliverLate(record.value.toLongLong());
         return Continue::Yes;
     }
-    return engine.handleNextRawRecord(std::move(record)) ? Continue::Yes : Continue::No;
+    return m_engine->handleNextRawRecord(std::move(record)) ? Continue::Yes : Continue::No;
 }
 
 /// Puts the sample that was written late into the result, past the engine, once.

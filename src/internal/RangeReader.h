@@ -1,19 +1,23 @@
 #pragma once
 
-// Owns one read of one series: hands the records of a range to an interpolation engine in time order. Knows
-// no method; what it reads beside the range is what the engine asks for.
+// Owns one read of one series: hands the records of a range to an interpolation engine in time order, block by
+// block. Knows no method; what it reads beside the range is what the engine asks for.
 
 #include "Interpolate.h"
 
 #include "internal/RecordFile.h"
+#include "internal/TreeCursor.h"
 
+#include <memory>
+#include <optional>
 #include <unordered_set>
 #include <vector>
 
 namespace Kiv
 {
 class TSFileStorage;
-}
+struct TSFileColumns;
+} // namespace Kiv
 
 namespace Kiv::Internal
 {
@@ -41,31 +45,70 @@ public:
 
     /// \param series  the series that the caller asked
     /// \param stored  the series whose records are read: the same, or one of its companions
+    /// \param result  receives the results; must outlive the reader
     RangeReader(TSFileStorage& series, TSFileStorage& stored, Source source, Records& result);
 
-    /// \param limit  in: most results wanted, below 1 for no limit; out: as the engine leaves it, or 0
+    RangeReader(const RangeReader&) = delete;
+    RangeReader& operator=(const RangeReader&) = delete;
+
+    /// Raw records that are results as they are go here from now on, and not to the result. Not with a limit.
+    void setColumns(TSFileColumns& columns) { m_columns = &columns; }
+
+    /// \param limit  in: most results wanted, below 1 for no limit; out: as the engine leaves it, or 0; must
+    ///               outlive the reader
+    /// \return false when there is nothing to read
+    bool start(ReadRequest request, int& limit);
+
+    /// Reads the next block of records. \return false after the last one
+    bool step();
+
+    /// The engine of a read that was started.
+    const Interpolate& engine() const { return *m_engine; }
+
+    /// A whole read.
     void read(ReadRequest request, int& limit);
 
 private:
     enum class Continue { Yes, No };
 
-    void feedPreviousRecords(Interpolate& engine, qint32 count);
-    void feedFiles(Interpolate& engine);
-    Continue feedFile(Interpolate& engine, RecordFile& file);
+    /// Records read from a file.
+    struct Block {
+        const char* begin;
+        const char* end;
+    };
+
+    void feedPreviousRecords(qint32 count);
+    bool enterNextFile();
+    Continue readBlock();
+    void finish();
     template <int width, ValueCoding coding>
-    Continue feedRecords(Interpolate& engine, RecordFile& file, qint64 positionBytes);
-    template <int width>
-    Continue feedRecordsOfWidth(Interpolate& engine, RecordFile& file, qint64 positionBytes);
-    Continue take(Interpolate& engine, Interpolate::DataRecord&& record);
-    void reserveResult(const Interpolate& engine, const RecordFile& file, qint64 positionBytes);
+    Continue feedBlock(Block block);
+    template <int width, ValueCoding coding>
+    Continue feedSamples(Block block);
+    template <int width, ValueCoding coding>
+    Continue deliverRecords(Block block);
+    template <int width, ValueCoding coding>
+    Continue deliverColumns(Block block);
+    template <int width, ValueCoding coding>
+    Continue takeRecords(Block block);
+    Continue take(Interpolate::DataRecord&& record);
+    void reserveResult(FilePlace place, qint64 lastRecordMs);
+    qint64 estimatedRecordCount(const FilePlace& place, qint64 lastRecordMs) const;
     void deliverLate(qint64 timestampMs);
 
     TSFileStorage& m_series;
     TSFileStorage& m_stored;
     Source m_source;
     Records& m_result;
+    TSFileColumns* m_columns = nullptr;
+    std::optional<Interpolate> m_engine;
     qint64 m_startMs = 0; ///< range to read
     qint64 m_endMs = 0;
+    TreeCursor m_cursor;
+    FilePlace m_place; ///< the file that is read, or the next one
+    std::unique_ptr<RecordFile> m_file;
+    qint64 m_positionBytes = 0;
+    std::unique_ptr<char[]> m_buffer;
     std::unordered_set<qint64> m_delivered; ///< timestamps in the result of a late-log read
 };
 

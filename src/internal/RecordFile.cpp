@@ -3,6 +3,7 @@
 #include "internal/SwapFiles.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace Kiv::Internal
 {
@@ -27,6 +28,11 @@ bool RecordFile::open(const LogText& failureText, std::optional<qint64> baseMs)
 /// Reads what is there of some bytes.
 qint64 RecordFile::readBytes(char* bytes, qint64 countBytes, qint64 positionBytes) const
 {
+    const qint64 windowOffset = positionBytes - m_windowStart;
+    if (windowOffset >= 0 && windowOffset + countBytes <= m_windowBytes) {
+        std::memcpy(bytes, m_window.get() + windowOffset, static_cast<std::size_t>(countBytes));
+        return countBytes;
+    }
     const qint64 got = Internal::readAt(handle(), bytes, countBytes, positionBytes);
     m_hasReadError = m_hasReadError || got < std::min(countBytes, m_sizeBytes - positionBytes);
     return got;
@@ -44,8 +50,23 @@ qint64 RecordFile::search(qint64 timestampMs) const
 {
     if (recordCount() < 1)
         return 0;
+    const auto offsetIn = [this](qint64 positionBytes, qint64 lowBytes, qint64 highBytes) {
+        if (m_windowBytes == 0 && highBytes - lowBytes <= kWindowBytes)
+            readWindow(lowBytes, highBytes);
+        return offsetAt(positionBytes);
+    };
     return searchRecords(recordCount(), m_shape.recordSize(), saturatingSubtract(timestampMs, m_baseMs),
-                         [this](qint64 positionBytes) { return offsetAt(positionBytes); });
+                         offsetIn);
+}
+
+/// Takes the last stretch of a search into memory, so that its probes cost no system call each.
+void RecordFile::readWindow(qint64 lowBytes, qint64 highBytes) const
+{
+    m_window = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(kWindowBytes));
+    const qint64 got = Internal::readAt(handle(), m_window.get(), highBytes - lowBytes, lowBytes);
+    // What cannot be read shows where it is asked for.
+    m_windowStart = lowBytes;
+    m_windowBytes = got;
 }
 
 qint64 RecordFile::searchFirst(qint64 timestampMs) const
@@ -104,6 +125,13 @@ bool RecordFile::readAll(std::vector<Interpolate::DataRecord>& records)
 {
     records.reserve(records.size() + static_cast<std::size_t>(m_sizeBytes / m_shape.strideBytes()));
     return readAll(records, [](qint64) { return true; });
+}
+
+bool RecordFile::readAllBytes(QByteArray& bytes) const
+{
+    const qint64 countBytes = m_sizeBytes / m_shape.strideBytes() * m_shape.strideBytes();
+    bytes.resize(static_cast<qsizetype>(countBytes));
+    return Internal::readAt(handle(), bytes.data(), countBytes, 0) == countBytes;
 }
 
 } // namespace Kiv::Internal

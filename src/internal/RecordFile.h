@@ -12,9 +12,11 @@
 #include "internal/RecordLayout.h"
 #include "internal/VarFile.h"
 
+#include <QByteArray>
 #include <QFile>
 #include <QMetaType>
 
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -31,6 +33,7 @@ public:
     /// \param baseMs  the base time when it is known; taking it from names that form no date is a log line
     bool open(const LogText& failureText, std::optional<qint64> baseMs = std::nullopt);
 
+    const QString& path() const { return m_place.path; }
     const RecordShape& shape() const { return m_shape; }
     qint64 baseMs() const { return m_baseMs; }
     qint64 sizeBytes() const { return m_sizeBytes; }
@@ -67,6 +70,9 @@ public:
     bool readAll(std::vector<Interpolate::DataRecord>& records, IsWanted isWanted);
     bool readAll(std::vector<Interpolate::DataRecord>& records);
 
+    /// The bytes of all whole records. \return false when not all could be read
+    bool readAllBytes(QByteArray& bytes) const;
+
 private:
     struct Decoded {
         Interpolate::DataRecord record;
@@ -74,6 +80,10 @@ private:
     };
     Decoded decode(const char* bytes);
     qint64 offsetAt(qint64 positionBytes) const;
+    /// A copy of more bytes costs more than the probes it saves.
+    static constexpr qint64 kWindowBytes = 8192;
+
+    void readWindow(qint64 lowBytes, qint64 highBytes) const;
     qint64 readBytes(char* bytes, qint64 countBytes, qint64 positionBytes) const;
 
     FilePlace m_place;
@@ -83,6 +93,9 @@ private:
     qint64 m_baseMs = 0;
     qint64 m_sizeBytes = 0;
     mutable bool m_hasReadError = false;
+    mutable std::unique_ptr<char[]> m_window; ///< bytes of the file from m_windowStart on
+    mutable qint64 m_windowStart = 0;
+    mutable qint64 m_windowBytes = 0;
 };
 
 template <typename IsWanted>

@@ -90,7 +90,7 @@ RecordFileWriter::Found RecordFileWriter::readAt(qint64 positionBytes)
 RecordFileWriter::Found RecordFileWriter::search(qint64 timestampMs)
 {
     const qint64 recordCount = m_trackedSizeBytes / m_shape.recordSize();
-    const auto offsetAt = [this](qint64 positionBytes) {
+    const auto offsetAt = [this](qint64 positionBytes, qint64, qint64) {
         char bytes[kMaxRecordBytes] = {};
         const qint64 width = m_shape.offsetWidth;
         return m_image.read(positionBytes, bytes, width) == width ? decodeOffset(bytes, m_shape.offsetWidth)
@@ -116,6 +116,27 @@ bool RecordFileWriter::encode(const Interpolate::DataRecord& record, char* bytes
         return true;
     m_failedPath = m_values.path();
     return false;
+}
+
+RecordFileWriter::Iterator RecordFileWriter::appendRun(Iterator begin, Iterator end)
+{
+    const bool isAppending = m_isAppending || m_isAppendOnly;
+    if (!isAppending || m_shape.isVariable() || !m_shape.isExact())
+        return begin;
+    std::optional<qint64> previousMs = m_previousTimestampMs;
+    Iterator runEnd = begin;
+    while (runEnd != end && (m_isAppendOnly || runEnd->timestamp != previousMs)) {
+        previousMs = runEnd->timestamp;
+        ++runEnd;
+    }
+    if (runEnd == begin)
+        return begin;
+    const qint64 countBytes = (runEnd - begin) * m_shape.strideBytes();
+    encodeRecords(m_shape, m_baseMs, begin, runEnd, m_image.startWrite(m_positionBytes, countBytes));
+    m_positionBytes += countBytes;
+    m_trackedSizeBytes += countBytes;
+    m_previousTimestampMs = previousMs;
+    return runEnd;
 }
 
 RecordFileWriter::Outcome RecordFileWriter::append(const Interpolate::DataRecord& record)

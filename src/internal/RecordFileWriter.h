@@ -15,6 +15,7 @@
 #include <QMetaType>
 
 #include <optional>
+#include <vector>
 
 namespace Kiv::Internal
 {
@@ -28,6 +29,12 @@ public:
     /// Opens the file read/write, with retries, and decides how to merge records from this timestamp on.
     /// A failure is logged.
     bool open(qint64 firstTimestampMs);
+
+    using Iterator = std::vector<Interpolate::DataRecord>::const_iterator;
+
+    /// Appends the records from the front that lie beyond all others, many at a time.
+    /// \return the first that must be put; `begin` where records are put one by one
+    Iterator appendRun(Iterator begin, Iterator end);
 
     enum class Outcome {
         Appended,
@@ -44,6 +51,9 @@ public:
 
     /// Writes what was merged and closes the file. After a failure it holds its old records.
     IoResult finish();
+
+    /// Size of the file as merged.
+    qint64 sizeBytes() const { return m_image.sizeBytes(); }
 
     const QString& failedPath() const { return m_failedPath; }
     bool hasOverwrittenVariable() const { return m_hasOverwrittenVariable; }

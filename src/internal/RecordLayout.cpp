@@ -138,44 +138,29 @@ void encodeValue(char* bytes, ValueCoding coding, const QVariant& value)
 {
     switch (coding) {
     case ValueCoding::Bool:
-        bytes[0] = value.toBool() ? 1 : 0;
-        break;
+        return encodeValueOfCoding<ValueCoding::Bool>(bytes, value);
     case ValueCoding::Int8:
-        putBigEndian(bytes, static_cast<qint8>(value.toInt()));
-        break;
+        return encodeValueOfCoding<ValueCoding::Int8>(bytes, value);
     case ValueCoding::UInt8:
-        putBigEndian(bytes, static_cast<quint8>(value.toUInt()));
-        break;
+        return encodeValueOfCoding<ValueCoding::UInt8>(bytes, value);
     case ValueCoding::Int16:
-        putBigEndian(bytes, static_cast<qint16>(value.toInt()));
-        break;
+        return encodeValueOfCoding<ValueCoding::Int16>(bytes, value);
     case ValueCoding::UInt16:
-        putBigEndian(bytes, static_cast<quint16>(value.toUInt()));
-        break;
+        return encodeValueOfCoding<ValueCoding::UInt16>(bytes, value);
     case ValueCoding::Int32:
-        putBigEndian(bytes, qint32{value.toInt()});
-        break;
+        return encodeValueOfCoding<ValueCoding::Int32>(bytes, value);
     case ValueCoding::UInt32:
-        putBigEndian(bytes, quint32{value.toUInt()});
-        break;
+        return encodeValueOfCoding<ValueCoding::UInt32>(bytes, value);
     case ValueCoding::Int64:
-        putBigEndian(bytes, qint64{value.toLongLong()});
-        break;
+        return encodeValueOfCoding<ValueCoding::Int64>(bytes, value);
     case ValueCoding::UInt64:
-        putBigEndian(bytes, quint64{value.toULongLong()});
-        break;
+        return encodeValueOfCoding<ValueCoding::UInt64>(bytes, value);
     case ValueCoding::Double:
-    case ValueCoding::FloatAsDouble: {
-        const double number =
-            coding == ValueCoding::Double ? value.toDouble() : static_cast<double>(value.toFloat());
-        quint64 bits = 0;
-        std::memcpy(&bits, &number, sizeof bits);
-        putBigEndian(bytes, bits);
-        break;
-    }
+        return encodeValueOfCoding<ValueCoding::Double>(bytes, value);
+    case ValueCoding::FloatAsDouble:
+        return encodeValueOfCoding<ValueCoding::FloatAsDouble>(bytes, value);
     case ValueCoding::VarPosition:
-        encodeVarPosition(bytes, 0);
-        break;
+        return encodeValueOfCoding<ValueCoding::VarPosition>(bytes, value);
     }
 }
 

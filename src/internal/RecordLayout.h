@@ -42,6 +42,26 @@ int offsetWidthForDepth(int depth);
 
 inline constexpr int kMaxRecordBytes = 16;
 
+/// Bytes that a value takes in its file.
+constexpr int valueBytesOfCoding(ValueCoding coding)
+{
+    switch (coding) {
+    case ValueCoding::Bool:
+    case ValueCoding::Int8:
+    case ValueCoding::UInt8:
+        return 1;
+    case ValueCoding::Int16:
+    case ValueCoding::UInt16:
+        return 2;
+    case ValueCoding::Int32:
+    case ValueCoding::UInt32:
+    case ValueCoding::VarPosition:
+        return 4;
+    default:
+        return 8;
+    }
+}
+
 /// Sizes of the records of one file.
 struct RecordShape {
     int offsetWidth = 0;                      ///< bytes
@@ -78,11 +98,73 @@ qint64 decodeOffsetOfWidth(const char* bytes)
 }
 
 /// Writes the low bits of the offset; higher bits are dropped.
+template <int width>
+void encodeOffsetOfWidth(char* bytes, qint64 offsetMs)
+{
+    const auto bits = static_cast<quint64>(offsetMs);
+    if constexpr (width == 5)
+        bytes[0] = static_cast<char>(static_cast<quint8>(bits >> 32));
+    if constexpr (width == 3)
+        bytes[0] = static_cast<char>(static_cast<quint8>(bits >> 16));
+    if constexpr (width >= 4)
+        qToBigEndian(static_cast<quint32>(bits), bytes + (width - 4));
+    else
+        qToBigEndian(static_cast<quint16>(bits), bytes + (width - 2));
+}
+
+/// The same with the width as a number.
 void encodeOffset(char* bytes, int width, qint64 offsetMs);
 /// \return the offset in milliseconds, unsigned within its width; 0 for width 0
 qint64 decodeOffset(const char* bytes, int width);
 
-/// Writes `valueBytes()` bytes of a fixed-size value, narrowed by QVariant's own conversions.
+/// Writes the bytes of a fixed-size value, narrowed by QVariant's own conversions; position 0 for VarPosition.
+template <ValueCoding coding>
+void encodeValueOfCoding(char* bytes, const QVariant& value)
+{
+    switch (coding) {
+    case ValueCoding::Bool:
+        bytes[0] = value.toBool() ? 1 : 0;
+        break;
+    case ValueCoding::Int8:
+        qToBigEndian(static_cast<qint8>(value.toInt()), bytes);
+        break;
+    case ValueCoding::UInt8:
+        qToBigEndian(static_cast<quint8>(value.toUInt()), bytes);
+        break;
+    case ValueCoding::Int16:
+        qToBigEndian(static_cast<qint16>(value.toInt()), bytes);
+        break;
+    case ValueCoding::UInt16:
+        qToBigEndian(static_cast<quint16>(value.toUInt()), bytes);
+        break;
+    case ValueCoding::Int32:
+        qToBigEndian(qint32{value.toInt()}, bytes);
+        break;
+    case ValueCoding::UInt32:
+        qToBigEndian(quint32{value.toUInt()}, bytes);
+        break;
+    case ValueCoding::Int64:
+        qToBigEndian(qint64{value.toLongLong()}, bytes);
+        break;
+    case ValueCoding::UInt64:
+        qToBigEndian(quint64{value.toULongLong()}, bytes);
+        break;
+    case ValueCoding::Double:
+    case ValueCoding::FloatAsDouble: {
+        const double number =
+            coding == ValueCoding::Double ? value.toDouble() : static_cast<double>(value.toFloat());
+        quint64 bits = 0;
+        std::memcpy(&bits, &number, sizeof bits);
+        qToBigEndian(bits, bytes);
+        break;
+    }
+    case ValueCoding::VarPosition:
+        qToBigEndian(qint32{0}, bytes);
+        break;
+    }
+}
+
+/// The same with the coding as a value.
 void encodeValue(char* bytes, ValueCoding coding, const QVariant& value);
 void encodeVarPosition(char* bytes, qint32 positionBytes);
 qint32 decodeVarPosition(const char* bytes);
@@ -125,6 +207,70 @@ QVariant decodeValueOfCoding(const char* bytes)
     return QVariant();
 }
 
+/// The number that QVariant::toDouble makes of a fixed-size value.
+template <ValueCoding coding>
+double decodeNumberOfCoding(const char* bytes)
+{
+    switch (coding) {
+    case ValueCoding::Bool:
+        return bytes[0] != 0 ? 1.0 : 0.0;
+    case ValueCoding::Int8:
+        return static_cast<qint8>(bytes[0]);
+    case ValueCoding::UInt8:
+        return static_cast<quint8>(bytes[0]);
+    case ValueCoding::Int16:
+        return qFromBigEndian<qint16>(bytes);
+    case ValueCoding::UInt16:
+        return qFromBigEndian<quint16>(bytes);
+    case ValueCoding::Int32:
+        return qFromBigEndian<qint32>(bytes);
+    case ValueCoding::UInt32:
+        return qFromBigEndian<quint32>(bytes);
+    case ValueCoding::Int64:
+        return static_cast<double>(qFromBigEndian<qint64>(bytes));
+    case ValueCoding::UInt64:
+        return static_cast<double>(qFromBigEndian<quint64>(bytes));
+    case ValueCoding::Double:
+    case ValueCoding::FloatAsDouble: {
+        const quint64 bits = qFromBigEndian<quint64>(bytes);
+        double number = 0.0;
+        std::memcpy(&number, &bits, sizeof number);
+        return coding == ValueCoding::FloatAsDouble ? static_cast<double>(static_cast<float>(number))
+                                                    : number;
+    }
+    case ValueCoding::VarPosition:
+        break;
+    }
+    return 0.0;
+}
+
+/// A bool or an integer; those of UInt64 with the same bits.
+template <ValueCoding coding>
+qint64 decodeIntegerOfCoding(const char* bytes)
+{
+    switch (coding) {
+    case ValueCoding::Bool:
+        return bytes[0] != 0 ? 1 : 0;
+    case ValueCoding::Int8:
+        return static_cast<qint8>(bytes[0]);
+    case ValueCoding::UInt8:
+        return static_cast<quint8>(bytes[0]);
+    case ValueCoding::Int16:
+        return qFromBigEndian<qint16>(bytes);
+    case ValueCoding::UInt16:
+        return qFromBigEndian<quint16>(bytes);
+    case ValueCoding::Int32:
+        return qFromBigEndian<qint32>(bytes);
+    case ValueCoding::UInt32:
+        return qFromBigEndian<quint32>(bytes);
+    case ValueCoding::Int64:
+    case ValueCoding::UInt64:
+        return qFromBigEndian<qint64>(bytes);
+    default:
+        return 0;
+    }
+}
+
 /// The value of a fixed-size coding; an invalid QVariant for VarPosition.
 QVariant decodeValue(const char* bytes, ValueCoding coding);
 
@@ -133,8 +279,9 @@ QVariant zeroValue(ValueCoding coding);
 
 /// Position of the record that a binary search for `offsetMs` examines last, among `recordCount`
 /// records of `recordSize` bytes: an exact match (any of several), else a direct neighbour of the
-/// insertion point. `offsetAt(positionBytes)` reads the offset stored there. recordCount must be at
-/// least 1. At most floor(log2 n) + 1 probes.
+/// insertion point. `offsetAt(positionBytes, lowBytes, highBytes)` reads the offset stored at a position; this and
+/// all later positions lie between the other two. recordCount must be at least 1. At most floor(log2 n) + 1
+/// probes.
 template <typename OffsetAt>
 qint64 searchRecords(qint64 recordCount, qint64 recordSize, qint64 offsetMs, OffsetAt offsetAt)
 {
@@ -142,7 +289,7 @@ qint64 searchRecords(qint64 recordCount, qint64 recordSize, qint64 offsetMs, Off
     qint64 high = recordCount;
     while (true) {
         const qint64 middle = low + (high - low) / 2;
-        const qint64 found = offsetAt(middle * recordSize);
+        const qint64 found = offsetAt(middle * recordSize, low * recordSize, high * recordSize);
         if (found == offsetMs)
             return middle * recordSize;
         if (found > offsetMs)

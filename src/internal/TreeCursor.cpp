@@ -2,11 +2,10 @@
 
 #include <QFile>
 
-#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <memory>
 #include <utility>
 
 namespace Kiv::Internal
@@ -24,11 +23,18 @@ EntryKind kindOfMode(mode_t mode)
     return S_ISDIR(mode) ? EntryKind::Directory : EntryKind::Other;
 }
 
-EntryKind kindOfPath(const QString& path)
+struct Status {
+    EntryKind kind = EntryKind::Missing;
+    qint64 sizeBytes = 0;
+};
+
+/// \param name  below the directory, or a whole path with AT_FDCWD; links count as what they point at
+Status statusOf(int directoryFd, const char* name)
 {
     struct stat status = {};
-    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? kindOfMode(status.st_mode)
-                                                                     : EntryKind::Missing;
+    if (::fstatat(directoryFd, name, &status, 0) != 0)
+        return {};
+    return {kindOfMode(status.st_mode), status.st_size};
 }
 
 /// Kind of a directory entry as a listing of files and directories sees it: links count as what they
@@ -39,10 +45,7 @@ EntryKind kindOfEntry(int directoryFd, const dirent& entry)
         return EntryKind::File;
     if (entry.d_type == DT_DIR)
         return EntryKind::Directory;
-    struct stat status = {};
-    if (::fstatat(directoryFd, entry.d_name, &status, 0) != 0)
-        return EntryKind::Missing;
-    const EntryKind kind = kindOfMode(status.st_mode);
+    const EntryKind kind = statusOf(directoryFd, entry.d_name).kind;
     return kind == EntryKind::Other && entry.d_type != DT_LNK ? EntryKind::Missing : kind;
 }
 
@@ -68,13 +71,13 @@ FilePlace TreeCursor::locate(qint64 timestampMs) const
     for (int depth = 0; depth <= kMaxDepth; ++depth) {
         const QString name = entryName(fields, depth);
         const QString path = m_seriesDirectory + subDir + name;
-        const EntryKind kind = kindOfPath(path);
-        if (kind == EntryKind::Missing || kind == EntryKind::File)
-            return {path, subDir, depth, kind == EntryKind::File};
+        const Status status = statusOf(AT_FDCWD, QFile::encodeName(path).constData());
+        if (status.kind == EntryKind::Missing || status.kind == EntryKind::File)
+            return {path, subDir, depth, status.kind == EntryKind::File, status.sizeBytes};
         subDir += name + u'/';
     }
     // Kept: with directories down to the minute the year's path is given, where every write fails openly.
-    return {m_seriesDirectory + entryName(fields, 0), QString(), 0, false};
+    return {m_seriesDirectory + entryName(fields, 0), QString(), 0, false, 0};
 }
 
 FilePlace TreeCursor::first()
@@ -122,8 +125,9 @@ FilePlace TreeCursor::descend(QString directory, QString subDir, int depth, cons
             return {};
         entry = direction == Direction::Forward ? &entries.front() : &entries.back();
     }
-    const QString path = directory + u'/' + entry->name;
-    return {path, subDir, depth, kindOfPath(path) == EntryKind::File};
+    DIR* const stream = listingOf(directory, depth).stream.get();
+    const Status status = statusOf(::dirfd(stream), QFile::encodeName(entry->name).constData());
+    return {directory + u'/' + entry->name, subDir, depth, status.kind == EntryKind::File, status.sizeBytes};
 }
 
 FilePlace TreeCursor::step(FilePlace place, Direction direction)
@@ -163,27 +167,33 @@ const TreeCursor::Entry* TreeCursor::neighbour(const std::vector<Entry>& entries
 
 const std::vector<TreeCursor::Entry>& TreeCursor::entriesOf(const QString& directory, int depth)
 {
+    return listingOf(directory, depth).entries;
+}
+
+const TreeCursor::Listing& TreeCursor::listingOf(const QString& directory, int depth)
+{
     Listing& listing = m_listings[static_cast<std::size_t>(depth)];
     if (listing.isRead && listing.directory == directory)
-        return listing.entries;
-    listing = {directory, {}, true};
-
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(
-        ::opendir(QFile::encodeName(directory + u'/').constData()), &::closedir);
-    if (!stream)
-        return listing.entries;
-    while (const dirent* entry = ::readdir(stream.get())) {
+        return listing;
+    listing.directory = directory;
+    listing.entries.clear();
+    listing.isRead = true;
+    listing.stream = DirectoryStream(::opendir(QFile::encodeName(directory + u'/').constData()), &::closedir);
+    DIR* const stream = listing.stream.get();
+    if (stream == nullptr)
+        return listing;
+    while (const dirent* entry = ::readdir(stream)) {
         const QString name = QFile::decodeName(entry->d_name);
         // A name that is no text could not be opened under its decoded form.
         if (!isTreeName(name) || QFile::encodeName(name) != entry->d_name)
             continue;
-        const EntryKind kind = kindOfEntry(::dirfd(stream.get()), *entry);
+        const EntryKind kind = kindOfEntry(::dirfd(stream), *entry);
         if (kind != EntryKind::Missing)
             listing.entries.push_back({name, kind == EntryKind::Directory});
     }
     std::sort(listing.entries.begin(), listing.entries.end(),
               [](const Entry& a, const Entry& b) { return a.name < b.name; });
-    return listing.entries;
+    return listing;
 }
 
 } // namespace Kiv::Internal

@@ -8,7 +8,10 @@
 
 #include <QString>
 
+#include <dirent.h>
+
 #include <array>
+#include <memory>
 #include <vector>
 
 namespace Kiv::Internal
@@ -38,12 +41,16 @@ private:
         bool isDirectory;
     };
 
+    using DirectoryStream = std::unique_ptr<DIR, int (*)(DIR*)>;
+
     struct Listing {
         QString directory;
-        std::vector<Entry> entries; ///< by name, ascending
+        DirectoryStream stream{nullptr, nullptr}; ///< stays open for looking at the entries
+        std::vector<Entry> entries;               ///< by name, ascending
         bool isRead = false;
     };
 
+    const Listing& listingOf(const QString& directory, int depth);
     const std::vector<Entry>& entriesOf(const QString& directory, int depth);
     const Entry* neighbour(const std::vector<Entry>& entries, const QString& name, Direction direction) const;
     FilePlace descend(QString directory, QString subDir, int depth, const Entry* entry, Direction direction);

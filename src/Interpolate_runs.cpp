@@ -1,0 +1,128 @@
+// Many samples at a time: what each method does with the samples of one interval, as a loop over columns. What
+// happens at a boundary is said once, by the methods' own handlers, which see the first sample beyond it.
+
+#include "Interpolate.h"
+
+#include "internal/MeanKernels.h"
+
+namespace Kiv
+{
+
+using namespace Internal;
+
+bool Interpolate::takesSamples() const
+{
+    return method != RAW && diffHandler == nullptr;
+}
+
+bool Interpolate::deliversRecords() const
+{
+    return method == RAW && filterParams.empty() && diffHandler == nullptr && !nextPass && !fastCountOnly;
+}
+
+bool Interpolate::handleNextSamples(const qint64* timestamps, const double* values, std::size_t count)
+{
+    std::size_t begin = 0;
+    while (begin < count) {
+        if (!isInsideInterval(timestamps[begin])) {
+            if (!handleNextRawRecord(DataRecord(timestamps[begin], QVariant(values[begin]))))
+                return false;
+            ++begin;
+            continue;
+        }
+        std::size_t end = begin + 1;
+        while (end < count && timestamps[end] < intervalEnd)
+            ++end;
+        if (!takeRun(timestamps + begin, values + begin, end - begin))
+            return false;
+        begin = end;
+    }
+    return true;
+}
+
+/// False for a sample that closes the interval, and for one that a linear read only remembers.
+bool Interpolate::isInsideInterval(qint64 timestamp) const
+{
+    const bool isOnlyRemembered = linear && !nextPass && prevRecord.timestamp < readStart;
+    return timestamp < intervalEnd && !isOnlyRemembered;
+}
+
+/// Takes samples that all lie before the end of the current interval. \return false when no more are wanted
+bool Interpolate::takeRun(const qint64* timestamps, const double* values, std::size_t count)
+{
+    const bool isFull = medianValues.size() + count > kMaxValuesPerInterval;
+    if (method == MEDIAN && !isFull) {
+        medianValues.insert(medianValues.end(), values, values + count);
+        return true;
+    }
+    if (method != MEDIAN && method != MODE) {
+        addToAccumulators(timestamps, values, count);
+        return true;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!handleNextRawRecord(DataRecord(timestamps[i], QVariant(values[i]))))
+            return false;
+    }
+    return true;
+}
+
+void Interpolate::addToAccumulators(const qint64* timestamps, const double* values, std::size_t count)
+{
+    switch (method) {
+    case COUNT:
+        return addToMean<CountKernel>(values, count);
+    case MEAN_A:
+        return addToMean<ArithmeticMeanKernel>(values, count);
+    case MEAN_G:
+        return addToMean<GeometricMeanKernel>(values, count);
+    case MEAN_H:
+        return addToMean<HarmonicMeanKernel>(values, count);
+    case MEAN_S:
+        return addToMean<QuadraticMeanKernel>(values, count);
+    case MIN:
+        return updateExtreme<Extreme::Min>(minRecord, timestamps, values, count);
+    case MAX:
+        return updateExtreme<Extreme::Max>(minRecord, timestamps, values, count);
+    case MIN_MAX:
+        updateExtreme<Extreme::Min>(minRecord, timestamps, values, count);
+        return updateExtreme<Extreme::Max>(maxRecord, timestamps, values, count);
+    case SUM:
+        for (std::size_t i = 0; i < count; ++i)
+            aggSum += values[i];
+        if (linear)
+            sumAtPrevRecord = aggSum;
+        break;
+    default:
+        break;
+    }
+    prevRecord = DataRecord(timestamps[count - 1], QVariant(values[count - 1]));
+}
+
+template <typename Kernel>
+void Interpolate::addToMean(const double* values, std::size_t count)
+{
+    double sum = aggSum;
+    for (std::size_t i = 0; i < count; ++i)
+        Kernel::add(sum, values[i]);
+    aggSum = sum;
+    aggCount += static_cast<qint64>(count);
+}
+
+template <Interpolate::Extreme kind>
+void Interpolate::updateExtreme(DataRecord& extremeRecord, const qint64* timestamps, const double* values,
+                                std::size_t count)
+{
+    const bool isUnset = extremeRecord.value.isNull();
+    double extreme = isUnset ? values[0] : extremeRecord.value.toDouble();
+    std::size_t found = isUnset ? 0 : count;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (kind == Extreme::Min ? values[i] < extreme : values[i] > extreme) {
+            extreme = values[i];
+            found = i;
+        }
+    }
+    if (found < count)
+        extremeRecord = DataRecord(timestamps[found], QVariant(extreme));
+}
+
+} // namespace Kiv
