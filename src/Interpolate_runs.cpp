@@ -5,6 +5,8 @@
 
 #include "internal/MeanKernels.h"
 
+#include <limits>
+
 namespace Kiv
 {
 
@@ -30,8 +32,10 @@ bool Interpolate::handleNextSamples(const qint64* timestamps, const double* valu
             ++begin;
             continue;
         }
+        // In a linear read a sample before the range makes the next one only remembered.
+        const qint64 leastBeforeNext = linear && !nextPass ? readStart : std::numeric_limits<qint64>::min();
         std::size_t end = begin + 1;
-        while (end < count && timestamps[end] < intervalEnd)
+        while (end < count && timestamps[end] < intervalEnd && timestamps[end - 1] >= leastBeforeNext)
             ++end;
         if (!takeRun(timestamps + begin, values + begin, end - begin))
             return false;

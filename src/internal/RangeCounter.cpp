@@ -46,30 +46,39 @@ qint64 RangeCounter::recordCountOf(const FilePlace& place) const
 /// \return false when the range ends in this file
 bool RangeCounter::countFile(RecordFile& file)
 {
-    if (file.baseMs() >= m_startMs && lastTimestampMs(file) <= m_endMs) {
+    const std::optional<qint64> lastMs = lastTimestampMs(file);
+    if (!lastMs) {
+        logLine(LogTexts::kOpenCount, file.path());
+        return true;
+    }
+    if (file.baseMs() >= m_startMs && *lastMs <= m_endMs) {
         m_count += file.recordCount();
         return true;
     }
     return countRecords(file);
 }
 
-/// Timestamp of the last whole record; the base time without one.
-qint64 RangeCounter::lastTimestampMs(const RecordFile& file) const
+/// Timestamp of the last whole record; the base time without one; nothing when it cannot be read.
+std::optional<qint64> RangeCounter::lastTimestampMs(const RecordFile& file) const
 {
     const RecordShape& shape = file.shape();
     const qint64 position = shape.isExact() ? (file.recordCount() - 1) * shape.recordSize()
                                             : file.sizeBytes() - shape.recordSize();
     char bytes[kMaxRecordBytes] = {};
-    if (file.recordCount() < 1 ||
-        readAt(file.handle(), bytes, shape.offsetWidth, position) < shape.offsetWidth)
+    if (file.recordCount() < 1)
         return file.baseMs();
+    if (readAt(file.handle(), bytes, shape.offsetWidth, position) < shape.offsetWidth)
+        return {};
     return saturatingAdd(file.baseMs(), decodeOffset(bytes, shape.offsetWidth));
 }
 
 bool RangeCounter::countRecords(RecordFile& file)
 {
     const RecordShape& shape = file.shape();
-    const qint64 position = file.baseMs() >= m_startMs ? 0 : file.searchFirst(m_startMs);
+    qint64 position = file.baseMs() >= m_startMs ? 0 : file.searchFirst(m_startMs);
+    // A search that could not read all it looked at may have gone astray.
+    if (file.hasReadError())
+        position = 0;
     const auto visit = [&](const char* bytes) {
         const qint64 timestamp = saturatingAdd(file.baseMs(), decodeOffset(bytes, shape.offsetWidth));
         if (timestamp > m_endMs)

@@ -5,6 +5,8 @@
 
 #include "internal/RecordFile.h"
 
+#include <optional>
+
 namespace Kiv
 {
 class TSFileStorage;
@@ -27,7 +29,7 @@ private:
     qint64 recordCountOf(const FilePlace& place) const;
     bool countFile(RecordFile& file);
     bool countRecords(RecordFile& file);
-    qint64 lastTimestampMs(const RecordFile& file) const;
+    std::optional<qint64> lastTimestampMs(const RecordFile& file) const;
 
     const TSFileStorage& m_stored;
     qint64 m_startMs;

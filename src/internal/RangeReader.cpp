@@ -71,7 +71,7 @@ bool RangeReader::start(ReadRequest request, int& limit)
     m_place = m_cursor.locate(m_startMs);
     if (!m_place.found)
         m_place = m_cursor.next(m_place);
-    reserveResult(m_place, last.timestamp);
+    reserveResult(m_place, first.timestamp, last.timestamp);
     return true;
 }
 
@@ -112,6 +112,9 @@ bool RangeReader::enterNextFile()
         m_file = std::make_unique<RecordFile>(m_place, m_stored.m_valueType);
         if (m_file->open(LogTexts::kOpenRead)) {
             m_positionBytes = m_file->baseMs() >= m_startMs ? 0 : m_file->searchFirst(m_startMs);
+            // A search that could not read all it looked at may have gone astray.
+            if (m_file->hasReadError())
+                m_positionBytes = 0;
             return true;
         }
         m_file.reset();
@@ -274,38 +277,47 @@ RangeReader::Continue RangeReader::takeRecords(Block block)
 }
 
 /// Makes room for the records of a raw read at once, without growing in steps.
-void RangeReader::reserveResult(FilePlace place, qint64 lastRecordMs)
+void RangeReader::reserveResult(FilePlace place, qint64 firstRecordMs, qint64 lastRecordMs)
 {
     const bool deliversAll = m_engine->deliversRecords() && m_engine->limit < 1;
     if (m_source != Source::Samples || !deliversAll || m_columns != nullptr)
         return;
     TreeCursor cursor(m_stored.m_dir);
     qint64 count = 0;
-    for (; place.found && count < kMaxReservedCount; place = cursor.next(place)) {
-        const qint64 fileCount = estimatedRecordCount(place, lastRecordMs);
-        if (fileCount < 0)
+    while (place.found && count < kMaxReservedCount) {
+        const qint64 baseMs = baseTimeIfValid(place.subDir, place.name()).value_or(0);
+        if (baseMs > m_endMs)
             break;
-        count += fileCount;
+        // The first and the last file of the series may be only begun.
+        const TimeSpan filled{std::max(baseMs, firstRecordMs),
+                              std::min(periodLastMs(baseMs, place.depth), lastRecordMs)};
+        count += estimatedRecordCount(place, filled);
+        if (periodLastMs(baseMs, place.depth) >= m_endMs)
+            break;
+        place = cursor.next(place);
     }
-    m_result.reserve(m_result.size() + static_cast<std::size_t>(std::min(count, kMaxReservedCount)));
+    const std::size_t needed = m_result.size() + static_cast<std::size_t>(std::min(count, kMaxReservedCount));
+    // Many small reads into one vector must not make it grow by the exact size each time.
+    if (needed > m_result.capacity())
+        m_result.reserve(std::max(needed, 2 * m_result.capacity()));
 }
 
-/// Records that a file adds to the range, taken from its size and the share of its period that lies in the range.
-/// \return a negative number for a file beyond the range
-qint64 RangeReader::estimatedRecordCount(const FilePlace& place, qint64 lastRecordMs) const
+/// Records that a file adds to the range, taken from its size and the share of its records' time that lies in the
+/// range; exact for a whole file, else rather too many than too few.
+qint64 RangeReader::estimatedRecordCount(const FilePlace& place, TimeSpan filled) const
 {
-    const qint64 baseMs = baseTimeIfValid(place.subDir, place.name()).value_or(0);
-    if (baseMs > m_endMs)
-        return -1;
     const qint64 count = place.sizeBytes / RecordShape(m_stored.m_valueType, place.depth).strideBytes();
-    // The last file of the series may be only begun.
-    const qint64 fileEndMs = std::min(periodLastMs(baseMs, place.depth), lastRecordMs);
-    const qint64 fromMs = std::max(baseMs, m_startMs);
-    const qint64 toMs = std::min(fileEndMs, m_endMs);
-    if (fromMs == baseMs && toMs == fileEndMs)
+    const qint64 fromMs = std::max(filled.firstMs, m_startMs);
+    const qint64 toMs = std::min(filled.lastMs, m_endMs);
+    if (fromMs == filled.firstMs && toMs == filled.lastMs)
         return count;
-    const double share = static_cast<double>(toMs - fromMs) / static_cast<double>(fileEndMs - baseMs);
-    return static_cast<qint64>(static_cast<double>(count) * std::clamp(share, 0.0, 1.0));
+    constexpr double kSlackShare = 1.02;
+    constexpr qint64 kSlackCount = 16;
+    double share = 0.0;
+    if (toMs > fromMs)
+        share = static_cast<double>(toMs - fromMs) / static_cast<double>(filled.lastMs - filled.firstMs);
+    const auto estimate = static_cast<qint64>(static_cast<double>(count) * share * kSlackShare);
+    return std::min(estimate + kSlackCount, count);
 }
 
 /// Takes a record at or after the start of the range.

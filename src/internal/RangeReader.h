@@ -71,6 +71,12 @@ public:
 private:
     enum class Continue { Yes, No };
 
+    /// Both ends inclusive.
+    struct TimeSpan {
+        qint64 firstMs;
+        qint64 lastMs;
+    };
+
     /// Records read from a file.
     struct Block {
         const char* begin;
@@ -92,8 +98,8 @@ private:
     template <int width, ValueCoding coding>
     Continue takeRecords(Block block);
     Continue take(Interpolate::DataRecord&& record);
-    void reserveResult(FilePlace place, qint64 lastRecordMs);
-    qint64 estimatedRecordCount(const FilePlace& place, qint64 lastRecordMs) const;
+    void reserveResult(FilePlace place, qint64 firstRecordMs, qint64 lastRecordMs);
+    qint64 estimatedRecordCount(const FilePlace& place, TimeSpan filled) const;
     void deliverLate(qint64 timestampMs);
 
     TSFileStorage& m_series;

@@ -3,7 +3,8 @@
 #
 # A case file has the sections "command", "stdout", "stderr" and "exit", each begun by a line ">>> NAME";
 # lines before the first section say what the case shows. The command is bash, runs in a fresh directory and
-# finds kivts on the PATH and the example data in $EXAMPLES. Missing sections mean no output and exit 0.
+# finds kivts on the PATH and the example data in $EXAMPLES. Missing sections mean no output and exit 0. A
+# command that exits with 77 cannot run with this build and is skipped.
 set -u
 
 kivts=$(readlink -f "$1")
@@ -32,6 +33,9 @@ unset VELTAR_INSTALL_PATH VELTAR_CURRENT_PROJECT_LOCATION
 
 (cd "$work/run" && bash "$work/case/command" >"$work/stdout" 2>"$work/stderr" </dev/null)
 echo $? >"$work/exit"
+if [ "$(cat "$work/exit")" -eq 77 ]; then
+    exit 77
+fi
 
 failed=0
 for stream in stdout stderr exit; do

@@ -1,14 +1,15 @@
 // Holds docs/guarantees.md to the tests that it names: every one exists, and every line of its tables names one.
 
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QRegularExpression>
+#include <QString>
+
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
-#include <regex>
 #include <set>
-#include <string>
 #include <vector>
 
 namespace Kiv::Testing
@@ -16,91 +17,95 @@ namespace Kiv::Testing
 namespace
 {
 
-namespace fs = std::filesystem;
-using Names = std::set<std::string>;
+using Names = std::set<QString>;
 
-std::string contentOf(const fs::path& path)
+QString inProject(const QString& path)
 {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return QStringLiteral(KIV_PROJECT_DIR) + u'/' + path;
 }
 
-std::string page()
+QString contentOf(const QString& path)
 {
-    return contentOf(fs::path(KIV_PROJECT_DIR) / "docs/guarantees.md");
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+QString page()
+{
+    return contentOf(inProject(QStringLiteral("docs/guarantees.md")));
 }
 
 /// "Suite.Name" of every test in the sources of a folder.
-Names testsOf(const std::string& folder)
+Names testsOf(const QString& folder)
 {
-    static const std::regex kTest(R"(\bTEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\))");
+    static const QRegularExpression kTest(QStringLiteral(R"(\bTEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\s*\))"));
     Names names;
-    for (const fs::directory_entry& entry :
-         fs::recursive_directory_iterator(fs::path(KIV_PROJECT_DIR) / "tests" / folder)) {
-        if (entry.path().extension() != ".cpp")
-            continue;
-        const std::string source = contentOf(entry.path());
-        for (std::sregex_iterator test(source.begin(), source.end(), kTest), end; test != end; ++test)
-            names.insert((*test)[1].str() + "." + (*test)[2].str());
+    QDirIterator sources(inProject(QStringLiteral("tests/") + folder), {QStringLiteral("*.cpp")}, QDir::Files,
+                         QDirIterator::Subdirectories);
+    while (sources.hasNext()) {
+        QRegularExpressionMatchIterator tests = kTest.globalMatch(contentOf(sources.next()));
+        while (tests.hasNext()) {
+            const QRegularExpressionMatch test = tests.next();
+            names.insert(test.captured(1) + u'.' + test.captured(2));
+        }
     }
     return names;
 }
 
-/// Names of tests between backticks: folder.Suite.Name, or cli.case.
-const std::regex kTestName(R"(`([a-z]+)\.(\w+)(?:\.(\w+))?`)");
+/// The name of a test between backticks: folder.Suite.Name, or cli.case.
+struct TestName {
+    QString folder;
+    QString suite; ///< or case
+    QString name;
 
-bool exists(const std::smatch& name)
-{
-    static std::map<std::string, Names> tests;
-    const fs::path folder = fs::path(KIV_PROJECT_DIR) / "tests" / name[1].str();
-    if (name[1] == "cli")
-        return fs::exists(folder / "cases" / (name[2].str() + ".case"));
-    if (!fs::is_directory(folder))
-        return false;
-    if (!tests.contains(name[1]))
-        tests[name[1]] = testsOf(name[1]);
-    return tests[name[1]].contains(name[2].str() + "." + name[3].str());
-}
+    bool exists() const
+    {
+        static std::map<QString, Names> tests;
+        const QString directory = inProject(QStringLiteral("tests/") + folder);
+        if (folder == QLatin1String("cli"))
+            return QFile::exists(directory + QStringLiteral("/cases/") + suite + QStringLiteral(".case"));
+        if (!QDir(directory).exists())
+            return false;
+        if (tests.count(folder) == 0)
+            tests[folder] = testsOf(folder);
+        return tests[folder].count(suite + u'.' + name) != 0;
+    }
+};
 
-/// `series.json` and the like stand between backticks too.
-bool isTestName(const std::smatch& name)
+/// Every name of a test in a text. `series.json` and the like stand between backticks too.
+std::vector<TestName> namesIn(const QString& text)
 {
-    return name[1] == "cli" || name[3].matched;
-}
-
-/// Every name of a test in a text.
-std::vector<std::smatch> namesIn(const std::string& text)
-{
-    std::vector<std::smatch> names;
-    for (std::sregex_iterator name(text.begin(), text.end(), kTestName), end; name != end; ++name) {
-        if (isTestName(*name))
-            names.push_back(*name);
+    static const QRegularExpression kName(QStringLiteral(R"(`([a-z]+)\.(\w+)(?:\.(\w+))?`)"));
+    std::vector<TestName> names;
+    QRegularExpressionMatchIterator matches = kName.globalMatch(text);
+    while (matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
+        if (match.captured(1) == QLatin1String("cli") || !match.captured(3).isEmpty())
+            names.push_back({match.captured(1), match.captured(2), match.captured(3)});
     }
     return names;
 }
 
 TEST(GuaranteesPage, NamesOnlyTestsThatExist)
 {
-    const std::string text = page();
-    const std::vector<std::smatch> names = namesIn(text);
-    EXPECT_GT(names.size(), 40u);
-    for (const std::smatch& name : names)
-        EXPECT_TRUE(exists(name)) << name.str();
+    const std::vector<TestName> names = namesIn(page());
+    EXPECT_GT(names.size(), 40U);
+    for (const TestName& name : names)
+        EXPECT_TRUE(name.exists()) << qPrintable(name.folder + u'.' + name.suite + u'.' + name.name);
 }
 
 TEST(GuaranteesPage, NamesATestInEveryLineOfItsTables)
 {
-    std::ifstream file(fs::path(KIV_PROJECT_DIR) / "docs/guarantees.md");
     int count = 0;
     bool isHead = true;
-    for (std::string line; std::getline(file, line);) {
-        const bool isTable = line.starts_with("|");
-        const bool isRule = line.starts_with("|---");
+    for (const QString& line : page().split(u'\n')) {
+        const bool isTable = line.startsWith(u'|');
+        const bool isRule = line.startsWith(QLatin1String("|---"));
         isHead = isTable ? isHead && !isRule : true;
         if (!isTable || isRule || isHead)
             continue;
         ++count;
-        EXPECT_FALSE(namesIn(line).empty()) << line;
+        EXPECT_FALSE(namesIn(line).empty()) << qPrintable(line);
     }
     EXPECT_GT(count, 25);
 }

@@ -282,4 +282,30 @@ TEST_F(Templates, PartsOfAnotherTypeAreIgnored)
     EXPECT_THAT(passes, IsEmpty());
 }
 
+TEST_F(Templates, WithoutTheVariablesAreLookedForBelowTheCurrentDirectory)
+{
+    QTemporaryDir current;
+    const QString before = QDir::currentPath();
+    installation(kSystemFile, R"([{"name":"Elsewhere"}])");
+    ASSERT_TRUE(QDir().mkpath(current.filePath(QStringLiteral("cfg/dms"))));
+    for (const char* file : {kSystemFile, kProjectFile}) {
+        QFile target(current.filePath(QString::fromLatin1(file)));
+        ASSERT_TRUE(target.open(QIODevice::WriteOnly));
+        target.write(R"([{"name":"Here"}])");
+    }
+    qunsetenv("VELTAR_INSTALL_PATH");
+    qunsetenv("VELTAR_CURRENT_PROJECT_LOCATION");
+    ASSERT_TRUE(QDir::setCurrent(current.path()));
+    EXPECT_EQ(Interpolate::getTemplates(), QStringLiteral(R"([{"name":"Here"},{"name":"Here"}])"));
+    ASSERT_TRUE(QDir::setCurrent(before));
+}
+
+TEST_F(Templates, ADirectoryInThePlaceOfAFileIsPassedOver)
+{
+    ASSERT_TRUE(QDir().mkpath(installationPath() + QString::fromLatin1(kSystemFile)));
+    installation(kUserFile, R"([{"name":"Energy"}])");
+    EXPECT_EQ(Interpolate::getTemplates(), QStringLiteral(R"([{"name":"Energy"}])"));
+    EXPECT_THAT(log.texts(), IsEmpty());
+}
+
 } // namespace

@@ -241,5 +241,34 @@ TEST_F(Counting, OfIntervalsOfAVariableSeriesIsRawAfterALine)
     EXPECT_EQ(lines(4).front(), "No interval support for variant");
 }
 
+TEST_F(Counting, OfSamplesTakesNoNoticeOfEarlierPasses)
+{
+    fill({{kYear, 1}, {kYear + 1, 2}, {kYear + 50'000, 3}});
+    const Interpolate::InterpolateParam pass{QStringLiteral("prevfill"), 10, {}, false, 0};
+    EXPECT_EQ(storage.getCount({}, {pass}, -2, -3, true, false, false), 3);
+}
+
+TEST_F(Counting, OfIntervalsOfTheLateLogIsZero)
+{
+    fill({{kYear, 1}, {kYear + 9000, 2}});
+    ASSERT_TRUE(storage.writeDataRecords({{kYear + 1000, 3.0}, {kYear + 2000, 4.0}}, true, false));
+    const Interpolate::InterpolateParam hourly{QStringLiteral("prev"), 3600, {}, false, 0};
+    EXPECT_EQ(storage.getCount({}, {}, -2, -3, false, true, false), 2);
+    // Kept: its samples come past the engine, which alone counts.
+    EXPECT_EQ(storage.getCount(hourly, {}, -2, -3, false, true, false), 0);
+}
+
+TEST_F(Counting, OfAChainThatFillsIsTheFastCountOfItsFirstPass)
+{
+    fill({{kYear, 1}, {kYear + 100'000, 2}});
+    const Interpolate::InterpolateParam first{QStringLiteral("prevalignfill"), 10, {}, false, 0};
+    const Interpolate::InterpolateParam last{QStringLiteral("meana"), 50, {}, false, 0};
+    qint64 counted = 0;
+    const Texts names = opened(
+        [&] { counted = storage.getCount(last, {first}, kYear, kYear + 100'000, true, false, false); });
+    EXPECT_EQ(counted, 11);
+    EXPECT_EQ(names, (Texts{"2024", "2024"})); // for the first and the last record
+}
+
 } // namespace
 } // namespace Kiv::Testing

@@ -99,6 +99,31 @@ TEST_F(FailingRead, OfAFileFindsNoRecordInIt)
     EXPECT_TRUE(numbers.findDataRecord(utc(2023) + 10, record));
 }
 
+TEST_F(FailingRead, OfAProbeLeavesNoRecordOut)
+{
+    Samples samples;
+    for (int i = 0; i < 2000; ++i)
+        samples.emplace_back(kYear + i, i);
+    ASSERT_TRUE(numbers.writeDataRecords(recordsOf(samples), false, false));
+    // The first two reads are those of the first and the last record, the third is the search's first probe.
+    faults.failRead(3, Failure::Once);
+    EXPECT_EQ(readRaw(numbers, kYear + 10, kYear + 1999).size(), 1990U);
+    // A count looks at the file's last record before it searches.
+    faults.failRead(4, Failure::Once);
+    EXPECT_EQ(numbers.getCount({}, {}, kYear + 10, kYear + 1999, true, false, false), 1990);
+}
+
+TEST_F(FailingRead, OfAFileInAMiddleOfARangeCountsTheOthersAndSaysSo)
+{
+    fill();
+    faults.failReadsOf("D/2024");
+    EXPECT_EQ(numbers.getCount({}, {}, utc(2023) + 10, utc(2025), true, false, false), 4);
+    EXPECT_EQ(lines(2), Texts{quoted("Could not open ", at("D/2024"), " for read (getCount)")});
+    log.lines.clear();
+    EXPECT_EQ(readRaw(numbers, utc(2023) + 10, utc(2025)).size(), 4U);
+    EXPECT_EQ(lines(2), Texts{quoted("Could not open ", at("D/2024"), " for read (readDataRecords)")});
+}
+
 TEST_F(FailingRead, OfTheFirstOrTheLastFileGivesAnEmptyRange)
 {
     fill();

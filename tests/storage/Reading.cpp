@@ -319,10 +319,74 @@ TEST_F(Reading, TheRecordAfterTheRangeMayLieInTheNextFile)
 
 TEST_F(Reading, SeveralPreviousRecordsAreAskedForButOneIsThere)
 {
-    fill({{kYear, 1}, {kYear + 100'000, 4}});
-    // Differences of a linear sum ask for two records before the range; one is stored.
-    EXPECT_NO_FATAL_FAILURE(readMethod("sum linear diff", 10, kYear + 50'000, kYear + 60'000));
+    fill({{kYear, 1}, {kYear + 55'000, 4}, {kYear + 100'000, 9}});
+    // Differences of previous values ask for two records before the range; one is stored.
+    EXPECT_EQ(readMethod("diffprevfill", 10, kYear + 50'000, kYear + 60'000),
+              (Samples{{kYear + 50'000, 0}, {kYear + 55'000, 3}}));
     EXPECT_TRUE(log.lines.empty());
+}
+
+TEST_F(Reading, ASearchBeforeTheFirstRecordOfAFileFeedsThatRecordAgain)
+{
+    fill({{kYear + 5'000, 1}, {kYear + 55'000, 4}, {kYear + 100'000, 9}});
+    EXPECT_EQ(readMethod("diffprevfill", 10, kYear + 50'000, kYear + 60'000),
+              (Samples{{kYear + 5'000, 0}, {kYear + 55'000, 3}}));
+}
+
+TEST_F(Reading, ALimitCountsWhatTheVectorHeldBefore)
+{
+    fill({{kYear, 1}, {kYear + 1, 2}, {kYear + 2, 3}, {kYear + 3, 4}});
+    struct Case {
+        std::size_t before;
+        int limit;
+        std::size_t after;
+        int limitAfter;
+    };
+    for (const Case& one : {Case{3, 5, 5, 5}, Case{3, 2, 4, 4}, Case{0, 1, 1, 1}, Case{0, 9, 4, 0}}) {
+        Records records(one.before, Record(7, 7.0));
+        int limit = one.limit;
+        storage.readDataRecords({}, {}, -2, -3, records, false, limit, nullptr, nullptr);
+        EXPECT_EQ(records.size(), one.after);
+        EXPECT_EQ(limit, one.limitAfter);
+    }
+}
+
+TEST_F(Reading, ManySmallReadsIntoOneVectorDoNotMoveItEachTime)
+{
+    fill({{kYear, 1}, {kYear + 1, 2}});
+    Records records;
+    int moveCount = 0;
+    for (int i = 0; i < 1000; ++i) {
+        const Record* const before = records.data();
+        int limit = 0;
+        storage.readDataRecords({}, {}, kYear, kYear, records, false, limit, nullptr, nullptr);
+        moveCount += records.data() != before ? 1 : 0;
+    }
+    EXPECT_EQ(records.size(), 1000U);
+    EXPECT_LE(moveCount, 12);
+}
+
+TEST_F(Reading, AWholeRawReadTakesNoMoreRoomThanItsRecords)
+{
+    TSFileStorage series(directory.base(), QMetaType::Double, 20'000);
+    Samples samples;
+    for (int i = 0; i < 20'000; ++i)
+        samples.emplace_back(kYear + 57 + i * 60'000LL, i);
+    for (int batch = 0; batch < 4; ++batch)
+        ASSERT_TRUE(series.writeDataRecords(
+            recordsOf({samples.begin() + batch * 5000, samples.begin() + (batch + 1) * 5000}), false, false));
+    const Records all = readRaw(series, -2, -3);
+    EXPECT_EQ(all.size(), samples.size());
+    EXPECT_EQ(all.capacity(), samples.size());
+    const Records some = readRaw(series, kYear + 1'000'000, kYear + 900'000'000);
+    EXPECT_LT(some.capacity(), some.size() + some.size() / 10);
+}
+
+TEST_F(Reading, ARangeAtTheEndOfAllTimeBesideAStrayFileIsEmpty)
+{
+    fill({{kYear, 1}});
+    writeFile(at("D/tmp1"), QByteArray(26, 'x'));
+    EXPECT_EQ(read(kMaxTimestamp, kMaxTimestamp), Samples{});
 }
 
 TEST_F(Reading, AVariableSeriesIsReadRawWhateverTheInterval)

@@ -64,10 +64,11 @@ protected:
             const QVariant& value = records[i].value;
             EXPECT_EQ(columns.timestamps[i], records[i].timestamp);
             EXPECT_EQ(columns.isNull[i], value.isNull() ? 1 : 0);
-            if (isInteger)
+            if (isInteger) {
                 EXPECT_EQ(columns.integers[i], static_cast<qint64>(value.toULongLong()));
-            else
+            } else {
                 EXPECT_EQ(columns.doubles[i], value.toDouble());
+            }
         }
     }
 

@@ -131,4 +131,28 @@ TEST(SamplesInColumns, EndAtTheLimitOfAMedianLikeSingleOnes)
     }
 }
 
+/// A sample before the range makes the next one only remembered, also in the midst of a run.
+TEST(SamplesInColumns, OfALinearReadBeforeItsRangeAreOnlyRemembered)
+{
+    const std::vector<qint64> timestamps = {-150'000, -145'000, -105'000};
+    const std::vector<double> values = {1.0, 2.0, 4.0};
+    double sums[2] = {};
+    for (const Way way : {Way::OneByOne, Way::InColumns}) {
+        std::vector<Interpolate::DataRecord> output;
+        int limit = 0;
+        Interpolate engine({QStringLiteral("sumlinear"), 10, {}, false, 0}, {}, -100'000, -50'000, -200'000,
+                           0, &output, QMetaType::Double, false, limit, false);
+        qint64 from = 0;
+        qint64 to = 0;
+        ASSERT_TRUE(engine.getRange(from, to));
+        if (way == Way::InColumns)
+            engine.handleNextSamples(timestamps.data(), values.data(), timestamps.size());
+        for (std::size_t i = 0; way == Way::OneByOne && i < timestamps.size(); ++i)
+            engine.handleNextRawRecord({timestamps[i], QVariant(values[i])});
+        sums[static_cast<int>(way)] = engine.aggSum;
+    }
+    EXPECT_EQ(sums[0], 1.0);
+    EXPECT_EQ(sums[1], sums[0]);
+}
+
 } // namespace
