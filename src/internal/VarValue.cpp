@@ -119,7 +119,8 @@ bool readVariant(QDataStream& stream, QVariant& value, int nesting)
     stream >> type >> nullFlag;
     if (stream.status() != QDataStream::Ok)
         return false;
-    const bool isNull = nullFlag != 0;
+    // A variant holds its flag in one bit; the stream's own operator drops the others.
+    const bool isNull = (nullFlag & 1) != 0;
     // A container by name must not get past the guards on its contents.
     if (type == QMetaType::User && (type = readTypeName(stream)) == QMetaType::UnknownType)
         return false;

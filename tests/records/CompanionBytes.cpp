@@ -89,6 +89,22 @@ TEST(CompanionBytes, OfATypedNullKeepItsType)
     EXPECT_EQ(back.typeId(), QMetaType::Int);
 }
 
+TEST(CompanionBytes, TakeTheLowestBitOfTheNullFlagAsTheStreamDoes)
+{
+    for (const char* flag : {"00", "01", "02", "08", "ff"}) {
+        // A list in a list, of which the inner one has the flag.
+        const QByteArray bytes =
+            QByteArray::fromHex(QByteArray("00000009000000000100000009") + flag + "00000000");
+        QDataStream stream(bytes);
+        stream.setVersion(QDataStream::Qt_5_15);
+        QVariant expected;
+        stream >> expected;
+        const std::optional<QVariant> decoded = Internal::decodeVarValue(bytes);
+        ASSERT_TRUE(decoded.has_value()) << flag;
+        EXPECT_EQ(Internal::encodeVarValue(*decoded), Internal::encodeVarValue(expected)) << flag;
+    }
+}
+
 TEST(CompanionBytes, AreThoseOfTheVariantOnAStream)
 {
     const QVariant values[] = {QVariant(),
