@@ -1,5 +1,5 @@
 // kivts_growth: what one call costs against the samples and against the files of a series. A benchmark is
-// named axis/work/size; bench/growth.py reads the names and the counter "items" (per round).
+// named by axis, task and size; bench/growth.py reads the names and the counter "items" (per round).
 
 #include "PlainFiles.h"
 #include "Rows.h"
