@@ -106,7 +106,6 @@ bool TSFileColumnReader::next(TSFileColumns& block)
         state.hasMore = state.reader.step();
     }
     std::swap(block, state.direct);
-    state.direct.kind = block.kind;
     const std::size_t count = std::min(state.results.size() - state.handedOut, kMaxBlockSize - block.size());
     for (std::size_t i = 0; i < count; ++i)
         append(state.results[state.handedOut + i], block);

@@ -150,10 +150,10 @@ RangeReader::Continue RangeReader::readBlock()
 template <int width, ValueCoding coding>
 RangeReader::Continue RangeReader::feedBlock(Block block)
 {
-    if (m_source == Source::Samples && coding != ValueCoding::VarPosition) {
-        if (m_engine->takesSamples())
+    if constexpr (coding != ValueCoding::VarPosition) {
+        if (m_source == Source::Samples && m_engine->takesSamples())
             return feedSamples<width, coding>(block);
-        if (m_engine->deliversRecords())
+        if (m_source == Source::Samples && m_engine->deliversRecords())
             return m_columns != nullptr ? deliverColumns<width, coding>(block)
                                         : deliverRecords<width, coding>(block);
     }
@@ -179,7 +179,7 @@ RangeReader::Continue RangeReader::feedSamples(Block block)
             if (timestamp < startMs)
                 continue;
             timestamps[count] = timestamp;
-            values[count] = decodeNumberOfCoding<coding>(block.begin + width);
+            values[count] = static_cast<double>(decodeStored<coding>(block.begin + width));
             isInRange = timestamp <= endMs;
             ++count;
         }
@@ -237,10 +237,7 @@ RangeReader::Continue RangeReader::deliverColumns(Block block)
             if (!isInRange)
                 break;
             timestamps[count] = timestamp;
-            if constexpr (kIsFloating)
-                values[count] = decodeNumberOfCoding<coding>(block.begin + width);
-            else
-                values[count] = decodeIntegerOfCoding<coding>(block.begin + width);
+            values[count] = static_cast<Number>(decodeStored<coding>(block.begin + width));
             ++count;
         }
         const auto append = [count](auto& column, const auto& from) {

@@ -77,25 +77,9 @@ char markerForType(QMetaType::Type type)
 
 int dataLengthForType(QMetaType::Type type)
 {
-    switch (valueCodingForType(type)) {
-    case ValueCoding::Bool:
-    case ValueCoding::Int8:
-    case ValueCoding::UInt8:
-        return 1;
-    case ValueCoding::Int16:
-    case ValueCoding::UInt16:
-        return 2;
-    case ValueCoding::Int64:
-    case ValueCoding::UInt64:
-    case ValueCoding::Double:
-        return 8;
-    case ValueCoding::Int32:
-    case ValueCoding::UInt32:
-    case ValueCoding::FloatAsDouble:
-    case ValueCoding::VarPosition:
-        break;
-    }
-    return 4;
+    constexpr int kFloatLength = 4;
+    const ValueCoding coding = valueCodingForType(type);
+    return coding == ValueCoding::FloatAsDouble ? kFloatLength : valueBytesOfCoding(coding);
 }
 
 int offsetWidthForDepth(int depth)
@@ -136,32 +120,7 @@ qint64 decodeOffset(const char* bytes, int width)
 
 void encodeValue(char* bytes, ValueCoding coding, const QVariant& value)
 {
-    switch (coding) {
-    case ValueCoding::Bool:
-        return encodeValueOfCoding<ValueCoding::Bool>(bytes, value);
-    case ValueCoding::Int8:
-        return encodeValueOfCoding<ValueCoding::Int8>(bytes, value);
-    case ValueCoding::UInt8:
-        return encodeValueOfCoding<ValueCoding::UInt8>(bytes, value);
-    case ValueCoding::Int16:
-        return encodeValueOfCoding<ValueCoding::Int16>(bytes, value);
-    case ValueCoding::UInt16:
-        return encodeValueOfCoding<ValueCoding::UInt16>(bytes, value);
-    case ValueCoding::Int32:
-        return encodeValueOfCoding<ValueCoding::Int32>(bytes, value);
-    case ValueCoding::UInt32:
-        return encodeValueOfCoding<ValueCoding::UInt32>(bytes, value);
-    case ValueCoding::Int64:
-        return encodeValueOfCoding<ValueCoding::Int64>(bytes, value);
-    case ValueCoding::UInt64:
-        return encodeValueOfCoding<ValueCoding::UInt64>(bytes, value);
-    case ValueCoding::Double:
-        return encodeValueOfCoding<ValueCoding::Double>(bytes, value);
-    case ValueCoding::FloatAsDouble:
-        return encodeValueOfCoding<ValueCoding::FloatAsDouble>(bytes, value);
-    case ValueCoding::VarPosition:
-        return encodeValueOfCoding<ValueCoding::VarPosition>(bytes, value);
-    }
+    visitCoding(coding, [&](auto constant) { encodeValueOfCoding<constant()>(bytes, value); });
 }
 
 void encodeVarPosition(char* bytes, qint32 positionBytes)
@@ -176,33 +135,7 @@ qint32 decodeVarPosition(const char* bytes)
 
 QVariant decodeValue(const char* bytes, ValueCoding coding)
 {
-    switch (coding) {
-    case ValueCoding::Bool:
-        return decodeValueOfCoding<ValueCoding::Bool>(bytes);
-    case ValueCoding::Int8:
-        return decodeValueOfCoding<ValueCoding::Int8>(bytes);
-    case ValueCoding::UInt8:
-        return decodeValueOfCoding<ValueCoding::UInt8>(bytes);
-    case ValueCoding::Int16:
-        return decodeValueOfCoding<ValueCoding::Int16>(bytes);
-    case ValueCoding::UInt16:
-        return decodeValueOfCoding<ValueCoding::UInt16>(bytes);
-    case ValueCoding::Int32:
-        return decodeValueOfCoding<ValueCoding::Int32>(bytes);
-    case ValueCoding::UInt32:
-        return decodeValueOfCoding<ValueCoding::UInt32>(bytes);
-    case ValueCoding::Int64:
-        return decodeValueOfCoding<ValueCoding::Int64>(bytes);
-    case ValueCoding::UInt64:
-        return decodeValueOfCoding<ValueCoding::UInt64>(bytes);
-    case ValueCoding::Double:
-        return decodeValueOfCoding<ValueCoding::Double>(bytes);
-    case ValueCoding::FloatAsDouble:
-        return decodeValueOfCoding<ValueCoding::FloatAsDouble>(bytes);
-    case ValueCoding::VarPosition:
-        break;
-    }
-    return QVariant();
+    return visitCoding(coding, [bytes](auto constant) { return decodeValueOfCoding<constant()>(bytes); });
 }
 
 QVariant zeroValue(ValueCoding coding)

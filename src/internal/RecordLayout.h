@@ -9,6 +9,7 @@
 #include <QtEndian>
 
 #include <cstring>
+#include <type_traits>
 
 namespace Kiv::Internal
 {
@@ -74,7 +75,7 @@ struct RecordShape {
     /// Bytes of a record in all position arithmetic.
     int recordSize() const { return offsetWidth + dataLength; }
     /// Bytes that a value really takes in the file.
-    int valueBytes() const { return coding == ValueCoding::FloatAsDouble ? 8 : dataLength; }
+    int valueBytes() const { return valueBytesOfCoding(coding); }
     /// Bytes that a record really takes in the file: how far a sequential read advances.
     int strideBytes() const { return offsetWidth + valueBytes(); }
     bool isVariable() const { return coding == ValueCoding::VarPosition; }
@@ -169,106 +170,84 @@ void encodeValue(char* bytes, ValueCoding coding, const QVariant& value);
 void encodeVarPosition(char* bytes, qint32 positionBytes);
 qint32 decodeVarPosition(const char* bytes);
 
+/// The stored number in the type that a QVariant holds it in; as a double it is what QVariant::toDouble gives.
 template <ValueCoding coding>
-QVariant decodeValueOfCoding(const char* bytes)
+auto decodeStored(const char* bytes)
 {
-    switch (coding) {
-    case ValueCoding::Bool:
-        return QVariant(bytes[0] != 0);
-    case ValueCoding::Int8:
-        return QVariant(int{static_cast<qint8>(bytes[0])});
-    case ValueCoding::UInt8:
-        return QVariant(int{static_cast<quint8>(bytes[0])});
-    case ValueCoding::Int16:
-        return QVariant(int{qFromBigEndian<qint16>(bytes)});
-    case ValueCoding::UInt16:
-        return QVariant(int{qFromBigEndian<quint16>(bytes)});
-    case ValueCoding::Int32:
-        return QVariant(int{qFromBigEndian<qint32>(bytes)});
-    case ValueCoding::UInt32:
-        return QVariant(uint{qFromBigEndian<quint32>(bytes)});
-    case ValueCoding::Int64:
-        return QVariant(qlonglong{qFromBigEndian<qint64>(bytes)});
-    case ValueCoding::UInt64:
-        return QVariant(qulonglong{qFromBigEndian<quint64>(bytes)});
-    case ValueCoding::Double:
-    case ValueCoding::FloatAsDouble: {
+    static_assert(coding != ValueCoding::VarPosition, "its value is in the companion file");
+    if constexpr (coding == ValueCoding::Bool) {
+        return bytes[0] != 0;
+    } else if constexpr (coding == ValueCoding::Int8) {
+        return int{static_cast<qint8>(bytes[0])};
+    } else if constexpr (coding == ValueCoding::UInt8) {
+        return int{static_cast<quint8>(bytes[0])};
+    } else if constexpr (coding == ValueCoding::Int16) {
+        return int{qFromBigEndian<qint16>(bytes)};
+    } else if constexpr (coding == ValueCoding::UInt16) {
+        return int{qFromBigEndian<quint16>(bytes)};
+    } else if constexpr (coding == ValueCoding::Int32) {
+        return int{qFromBigEndian<qint32>(bytes)};
+    } else if constexpr (coding == ValueCoding::UInt32) {
+        return uint{qFromBigEndian<quint32>(bytes)};
+    } else if constexpr (coding == ValueCoding::Int64) {
+        return qlonglong{qFromBigEndian<qint64>(bytes)};
+    } else if constexpr (coding == ValueCoding::UInt64) {
+        return qulonglong{qFromBigEndian<quint64>(bytes)};
+    } else {
         const quint64 bits = qFromBigEndian<quint64>(bytes);
         double number = 0.0;
         std::memcpy(&number, &bits, sizeof number);
         if constexpr (coding == ValueCoding::FloatAsDouble)
-            return QVariant(static_cast<float>(number));
+            return static_cast<float>(number);
         else
-            return QVariant(number);
+            return number;
     }
-    case ValueCoding::VarPosition:
-        break;
-    }
-    return QVariant();
 }
 
-/// The number that QVariant::toDouble makes of a fixed-size value.
+/// The value; an invalid QVariant for VarPosition.
 template <ValueCoding coding>
-double decodeNumberOfCoding(const char* bytes)
+QVariant decodeValueOfCoding(const char* bytes)
+{
+    if constexpr (coding == ValueCoding::VarPosition)
+        return QVariant();
+    else
+        return QVariant(decodeStored<coding>(bytes));
+}
+
+template <ValueCoding coding>
+using CodingConstant = std::integral_constant<ValueCoding, coding>;
+
+/// Calls `visit(CodingConstant<...>())` with a coding: the one table from the value to the type.
+template <typename Visit>
+auto visitCoding(ValueCoding coding, Visit visit)
 {
     switch (coding) {
     case ValueCoding::Bool:
-        return bytes[0] != 0 ? 1.0 : 0.0;
+        return visit(CodingConstant<ValueCoding::Bool>());
     case ValueCoding::Int8:
-        return static_cast<qint8>(bytes[0]);
+        return visit(CodingConstant<ValueCoding::Int8>());
     case ValueCoding::UInt8:
-        return static_cast<quint8>(bytes[0]);
+        return visit(CodingConstant<ValueCoding::UInt8>());
     case ValueCoding::Int16:
-        return qFromBigEndian<qint16>(bytes);
+        return visit(CodingConstant<ValueCoding::Int16>());
     case ValueCoding::UInt16:
-        return qFromBigEndian<quint16>(bytes);
+        return visit(CodingConstant<ValueCoding::UInt16>());
     case ValueCoding::Int32:
-        return qFromBigEndian<qint32>(bytes);
+        return visit(CodingConstant<ValueCoding::Int32>());
     case ValueCoding::UInt32:
-        return qFromBigEndian<quint32>(bytes);
+        return visit(CodingConstant<ValueCoding::UInt32>());
     case ValueCoding::Int64:
-        return static_cast<double>(qFromBigEndian<qint64>(bytes));
+        return visit(CodingConstant<ValueCoding::Int64>());
     case ValueCoding::UInt64:
-        return static_cast<double>(qFromBigEndian<quint64>(bytes));
+        return visit(CodingConstant<ValueCoding::UInt64>());
     case ValueCoding::Double:
-    case ValueCoding::FloatAsDouble: {
-        const quint64 bits = qFromBigEndian<quint64>(bytes);
-        double number = 0.0;
-        std::memcpy(&number, &bits, sizeof number);
-        return coding == ValueCoding::FloatAsDouble ? static_cast<double>(static_cast<float>(number))
-                                                    : number;
-    }
+        return visit(CodingConstant<ValueCoding::Double>());
+    case ValueCoding::FloatAsDouble:
+        return visit(CodingConstant<ValueCoding::FloatAsDouble>());
     case ValueCoding::VarPosition:
         break;
     }
-    return 0.0;
-}
-
-/// A bool or an integer; those of UInt64 with the same bits.
-template <ValueCoding coding>
-qint64 decodeIntegerOfCoding(const char* bytes)
-{
-    switch (coding) {
-    case ValueCoding::Bool:
-        return bytes[0] != 0 ? 1 : 0;
-    case ValueCoding::Int8:
-        return static_cast<qint8>(bytes[0]);
-    case ValueCoding::UInt8:
-        return static_cast<quint8>(bytes[0]);
-    case ValueCoding::Int16:
-        return qFromBigEndian<qint16>(bytes);
-    case ValueCoding::UInt16:
-        return qFromBigEndian<quint16>(bytes);
-    case ValueCoding::Int32:
-        return qFromBigEndian<qint32>(bytes);
-    case ValueCoding::UInt32:
-        return qFromBigEndian<quint32>(bytes);
-    case ValueCoding::Int64:
-    case ValueCoding::UInt64:
-        return qFromBigEndian<qint64>(bytes);
-    default:
-        return 0;
-    }
+    return visit(CodingConstant<ValueCoding::VarPosition>());
 }
 
 /// The value of a fixed-size coding; an invalid QVariant for VarPosition.

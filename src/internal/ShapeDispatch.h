@@ -11,53 +11,25 @@ namespace Kiv::Internal
 {
 
 template <int width>
-using Width = std::integral_constant<int, width>;
-template <ValueCoding coding>
-using Coding = std::integral_constant<ValueCoding, coding>;
+using WidthConstant = std::integral_constant<int, width>;
 
-/// Calls `visit(Width<...>(), Coding<...>())` with those of a shape. Offsets of a shape without a depth count as 2.
+/// Calls `visit(WidthConstant<...>(), CodingConstant<...>())` with those of a shape. Offsets of a shape without a
+/// depth count as 2.
 template <typename Visit>
 auto visitShape(const RecordShape& shape, Visit visit)
 {
-    const auto visitCoding = [&](auto coding) {
+    return visitCoding(shape.coding, [&](auto coding) {
         switch (shape.offsetWidth) {
         case 5:
-            return visit(Width<5>(), coding);
+            return visit(WidthConstant<5>(), coding);
         case 4:
-            return visit(Width<4>(), coding);
+            return visit(WidthConstant<4>(), coding);
         case 3:
-            return visit(Width<3>(), coding);
+            return visit(WidthConstant<3>(), coding);
         default:
-            return visit(Width<2>(), coding);
+            return visit(WidthConstant<2>(), coding);
         }
-    };
-    switch (shape.coding) {
-    case ValueCoding::Bool:
-        return visitCoding(Coding<ValueCoding::Bool>());
-    case ValueCoding::Int8:
-        return visitCoding(Coding<ValueCoding::Int8>());
-    case ValueCoding::UInt8:
-        return visitCoding(Coding<ValueCoding::UInt8>());
-    case ValueCoding::Int16:
-        return visitCoding(Coding<ValueCoding::Int16>());
-    case ValueCoding::UInt16:
-        return visitCoding(Coding<ValueCoding::UInt16>());
-    case ValueCoding::Int32:
-        return visitCoding(Coding<ValueCoding::Int32>());
-    case ValueCoding::UInt32:
-        return visitCoding(Coding<ValueCoding::UInt32>());
-    case ValueCoding::Int64:
-        return visitCoding(Coding<ValueCoding::Int64>());
-    case ValueCoding::UInt64:
-        return visitCoding(Coding<ValueCoding::UInt64>());
-    case ValueCoding::Double:
-        return visitCoding(Coding<ValueCoding::Double>());
-    case ValueCoding::FloatAsDouble:
-        return visitCoding(Coding<ValueCoding::FloatAsDouble>());
-    case ValueCoding::VarPosition:
-        break;
-    }
-    return visitCoding(Coding<ValueCoding::VarPosition>());
+    });
 }
 
 } // namespace Kiv::Internal
