@@ -43,15 +43,7 @@ protected:
     template <typename Function>
     Texts opened(Function function)
     {
-        Texts names;
-        const auto real = Internal::seams().open;
-        Internal::seams().open = [&](QFile& file, QIODevice::OpenMode mode) {
-            names.push_back(file.fileName().mid(storage.m_dir.size()).toStdString());
-            return real(file, mode);
-        };
-        function();
-        Internal::seams().open = real;
-        return names;
+        return openedBelow(storage.m_dir, function);
     }
 };
 

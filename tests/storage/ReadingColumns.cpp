@@ -101,6 +101,7 @@ TEST_F(ColumnReading, GivesTheRecordsOfEveryTypeOfFixedLength)
         {QMetaType::LongLong, qlonglong{-9007199254740993}, 3, Kind::Integers},
         {QMetaType::ULongLong, qulonglong{18446744073709551615U}, 3, Kind::Integers},
         {QMetaType::Double, 0.1, -1e300, Kind::Doubles},
+        {QMetaType::Float, 0.1F, -2.5F, Kind::Doubles},
     };
     for (const Values& values : all) {
         const SeriesDirectory ownDirectory;

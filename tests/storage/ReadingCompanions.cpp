@@ -166,5 +166,23 @@ TEST_F(HistoryReading, WithAnIntervalStillGivesWholeMaps)
     EXPECT_EQ(textOf(history.at(kYear)), "{1700000000123: double 1}");
 }
 
+/// Only the interval of the last pass is cleared: the earlier ones run on what the companions hold.
+TEST_F(CompanionReading, RunsTheEarlierPassesOnTheCompanionsToo)
+{
+    fill({{kYear, 1}, {kYear + 10'000, 2}, {kYear + 20'000, 3}});
+    ASSERT_TRUE(storage.writeDataRecords(recordsOf({{kYear, 5}, {kYear + 20'000, 6}}), false, true));
+    const Interpolate::InterpolateParam raw;
+    const Interpolate::InterpolateParam pass{QStringLiteral("countfill"), 10, {}, false, 0};
+    Records records;
+    std::unordered_map<qint64, QVariant> overwritten;
+    int limit = 0;
+    storage.readDataRecords(raw, {pass}, kYear, kYear + 30'000, records, false, limit, nullptr, &overwritten);
+    Samples counts;
+    for (const auto& [timestamp, value] : overwritten)
+        counts.emplace_back(timestamp, value.typeId() == QMetaType::QVariantMap ? -1 : value.toDouble());
+    std::sort(counts.begin(), counts.end());
+    EXPECT_EQ(counts, (Samples{{kYear, 0}, {kYear + 10'000, 1}, {kYear + 20'000, 0}, {kYear + 30'000, 1}}));
+}
+
 } // namespace
 } // namespace Kiv::Testing

@@ -49,6 +49,21 @@ protected:
         return texts;
     }
 
+    /// Files that are opened while a function runs, relative to a directory.
+    template <typename Function>
+    static Texts openedBelow(const QString& parent, Function function)
+    {
+        Texts names;
+        const auto real = Internal::seams().open;
+        Internal::seams().open = [&](QFile& file, QIODevice::OpenMode mode) {
+            names.push_back(file.fileName().mid(parent.size()).toStdString());
+            return real(file, mode);
+        };
+        function();
+        Internal::seams().open = real;
+        return names;
+    }
+
     /// The six lines of a file that does not open.
     static Texts attemptLines(const QString& modes, const QString& path)
     {
