@@ -53,16 +53,12 @@ void addWholeColumnRows(const Layout& layout)
     const std::string name = std::string("R1/whole/") + layout.name;
     addRow(name + "/ours", [&layout, outcome](Stopwatch& watch) {
         Series& series = sharedSeries(layout);
-        Columns columns;
+        Kiv::TSFileColumns columns;
+        int limit = 0;
         watch.start();
-        columns.reserve(samples().size());
-        readColumns(series, [&](const Kiv::TSFileColumns& block) {
-            columns.timestamps.insert(columns.timestamps.end(), block.timestamps.begin(),
-                                      block.timestamps.end());
-            columns.values.insert(columns.values.end(), block.doubles.begin(), block.doubles.end());
-        });
+        series.storage().readDataColumns({}, {}, kEverything.from, kEverything.to, columns, false, limit);
         watch.stop();
-        return outcome(columns);
+        return outcome({std::move(columns.timestamps), std::move(columns.doubles)});
     });
     addRow(name + "/limit", [&layout, outcome](Stopwatch& watch) {
         const std::string directory = sharedSeries(layout).recordDirectory();

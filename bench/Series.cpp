@@ -20,6 +20,12 @@ void Series::write(Records batch)
         throw std::runtime_error("a batch could not be written");
 }
 
+void Series::write(const Kiv::TSFileColumns& batch)
+{
+    if (!m_storage.writeDataColumns(batch, false, false))
+        throw std::runtime_error("a batch could not be written");
+}
+
 Records Series::read(const char* method, qint64 intervalSeconds, Period period)
 {
     Records result;
@@ -53,6 +59,19 @@ std::vector<Records> toBatches(const Columns& columns)
     std::vector<Records> batches;
     for (std::size_t begin = 0; begin < columns.size(); begin += kBatchSize)
         batches.push_back(toRecords(columns, begin, std::min(begin + kBatchSize, columns.size())));
+    return batches;
+}
+
+std::vector<Kiv::TSFileColumns> toColumnBatches(const Columns& columns)
+{
+    std::vector<Kiv::TSFileColumns> batches;
+    for (std::size_t begin = 0; begin < columns.size(); begin += kBatchSize) {
+        const auto end = static_cast<std::ptrdiff_t>(std::min(begin + kBatchSize, columns.size()));
+        const auto from = static_cast<std::ptrdiff_t>(begin);
+        Kiv::TSFileColumns& batch = batches.emplace_back();
+        batch.timestamps.assign(columns.timestamps.begin() + from, columns.timestamps.begin() + end);
+        batch.doubles.assign(columns.values.begin() + from, columns.values.begin() + end);
+    }
     return batches;
 }
 

@@ -3,6 +3,7 @@
 // Owns the series that the rows write and read: their layouts, the shared ones that are built once per
 // process, and copies for rows that change them.
 
+#include "TSFileColumns.h"
 #include "TSFileStorage.h"
 #include "Workload.h"
 
@@ -37,6 +38,7 @@ public:
 
     /// Writes a batch; throws when that fails.
     void write(Records batch);
+    void write(const Kiv::TSFileColumns& batch);
     Records read(const char* method, qint64 intervalSeconds, Period period);
     Records readAll(const char* method, qint64 intervalSeconds);
 
@@ -51,6 +53,7 @@ inline constexpr Period kEverything = {-2, -3};
 Records toRecords(const Columns& columns, std::size_t begin, std::size_t end);
 Records toRecords(const Columns& columns);
 std::vector<Records> toBatches(const Columns& columns);
+std::vector<Kiv::TSFileColumns> toColumnBatches(const Columns& columns);
 double checksumOf(const Records& records);
 
 /// All samples in a layout, built at first use; never to be changed.

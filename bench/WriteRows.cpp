@@ -18,29 +18,37 @@ double asItems(std::size_t count)
     return static_cast<double>(count);
 }
 
+template <typename Batches>
+Outcome appendAll(const Layout& layout, Batches batches, Stopwatch& watch)
+{
+    const Directory directory;
+    Series series(directory.path(), layout);
+    watch.start();
+    for (auto& batch : batches)
+        series.write(std::move(batch));
+    watch.stop();
+    return {asItems(samples().size()), checksumOfSeries(series.recordDirectory())};
+}
+
 void addAppendRows(const Layout& layout)
 {
-    const std::string name = std::string("W1/-/") + layout.name;
-    addRow(name + "/ours", [&layout](Stopwatch& watch) -> Outcome {
-        const Directory directory;
-        std::vector<Records> batches = toBatches(samples());
-        Series series(directory.path(), layout);
-        watch.start();
-        for (Records& batch : batches)
-            series.write(std::move(batch));
-        watch.stop();
-        return {asItems(samples().size()), checksumOfSeries(series.recordDirectory())};
+    addRow(std::string("W1/records/") + layout.name + "/ours", [&layout](Stopwatch& watch) -> Outcome {
+        return appendAll(layout, toBatches(samples()), watch);
     })->Iterations(1);
-    addRow(name + "/limit", [&layout](Stopwatch& watch) -> Outcome {
-        const Directory directory;
-        const std::string target = directory.path() + "/D";
-        const std::string model = sharedSeries(layout).recordDirectory();
-        const PlainFiles files = Limit::relocated(listFiles(model), model, target);
-        watch.start();
-        Limit::appendBatches(files, samples());
-        watch.stop();
-        return {asItems(samples().size()), checksumOfSeries(target)};
+    addRow(std::string("W1/columns/") + layout.name + "/ours", [&layout](Stopwatch& watch) -> Outcome {
+        return appendAll(layout, toColumnBatches(samples()), watch);
     })->Iterations(1);
+    for (const char* name : {"W1/records/", "W1/columns/"})
+        addRow(std::string(name) + layout.name + "/limit", [&layout](Stopwatch& watch) -> Outcome {
+            const Directory directory;
+            const std::string target = directory.path() + "/D";
+            const std::string model = sharedSeries(layout).recordDirectory();
+            const PlainFiles files = Limit::relocated(listFiles(model), model, target);
+            watch.start();
+            Limit::appendBatches(files, samples());
+            watch.stop();
+            return {asItems(samples().size()), checksumOfSeries(target)};
+        })->Iterations(1);
 }
 
 void addSingleAppendRows(const Layout& layout)

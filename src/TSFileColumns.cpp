@@ -2,7 +2,9 @@
 
 #include "TSFileStorage.h"
 
+#include "internal/ColumnResults.h"
 #include "internal/RangeReader.h"
+#include "internal/RecordLayout.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,42 +14,11 @@ namespace Kiv
 
 using namespace Internal;
 
-namespace
+bool TSFileColumns::isConsistent() const
 {
-
-bool isIntegerType(QMetaType::Type type)
-{
-    const ValueCoding coding = valueCodingForType(type);
-    return coding != ValueCoding::Double && coding != ValueCoding::FloatAsDouble &&
-           coding != ValueCoding::VarPosition;
+    const std::size_t valueCount = kind == Kind::Integers ? integers.size() : doubles.size();
+    return valueCount == size() && (isNull.empty() || isNull.size() == size());
 }
-
-/// Records pass through raw passes unchanged; everything else computes.
-TSFileColumns::Kind kindOfResults(const Interpolate& engine)
-{
-    bool isRaw = isIntegerType(engine.targetType);
-    for (const Interpolate* pass = &engine; pass != nullptr; pass = pass->nextPass.get())
-        isRaw = isRaw && pass->method == Interpolate::RAW && pass->diffHandler == nullptr;
-    return isRaw ? TSFileColumns::Kind::Integers : TSFileColumns::Kind::Doubles;
-}
-
-qint64 integerOf(const QVariant& value)
-{
-    return value.typeId() == QMetaType::ULongLong ? static_cast<qint64>(value.toULongLong())
-                                                  : value.toLongLong();
-}
-
-void append(const Interpolate::DataRecord& record, TSFileColumns& columns)
-{
-    columns.timestamps.push_back(record.timestamp);
-    columns.isNull.push_back(record.value.isNull() ? 1 : 0);
-    if (columns.kind == TSFileColumns::Kind::Integers)
-        columns.integers.push_back(integerOf(record.value));
-    else
-        columns.doubles.push_back(record.value.toDouble());
-}
-
-} // namespace
 
 void TSFileColumns::clear()
 {
@@ -81,13 +52,9 @@ TSFileColumnReader::TSFileColumnReader(TSFileStorage& storage, Interpolate::Inte
         return;
     storage.checkValidInterval(param.interval, QString());
     m_state->hasLimit = limit >= 1;
-    // The engine counts its results against the limit.
-    if (!m_state->hasLimit)
-        m_state->reader.setColumns(m_state->direct);
+    m_state->reader.deliverTo(m_state->direct, RangeReader::Room::ForBlock);
     m_state->hasMore = m_state->reader.start(
         {std::move(param), std::move(passes), start, end, shiftIntervalForward, false}, m_state->limit);
-    if (m_state->hasMore)
-        m_state->direct.kind = kindOfResults(m_state->reader.engine());
 }
 
 TSFileColumnReader::~TSFileColumnReader() = default;
@@ -108,7 +75,7 @@ bool TSFileColumnReader::next(TSFileColumns& block)
     std::swap(block, state.direct);
     const std::size_t count = std::min(state.results.size() - state.handedOut, kMaxBlockSize - block.size());
     for (std::size_t i = 0; i < count; ++i)
-        append(state.results[state.handedOut + i], block);
+        appendResult(state.results[state.handedOut + i], block);
     state.handedOut += count;
     return block.size() > 0;
 }

@@ -11,7 +11,7 @@ namespace Kiv
 
 class TSFileStorage;
 
-/// Results of a read in columns: entry i of each column belongs to result i.
+/// Samples in columns, the results of a read or a batch to write: entry i of each column belongs to sample i.
 struct TSFileColumns {
     enum class Kind {
         Doubles,  ///< floating series, everything computed
@@ -22,9 +22,12 @@ struct TSFileColumns {
     std::vector<qint64> timestamps; ///< milliseconds since the epoch (UTC)
     std::vector<double> doubles;    ///< filled for Doubles; 0 where null
     std::vector<qint64> integers;   ///< filled for Integers; 0 where null
-    std::vector<quint8> isNull;     ///< 1 where the result is null
+    std::vector<quint8> isNull;     ///< 1 where the value is null
 
     std::size_t size() const { return timestamps.size(); }
+
+    /// True when every column that the kind uses is as long as the timestamps; `isNull` may be empty.
+    KIVTSFILESTORAGE_EXPORT bool isConsistent() const;
 
     /// Forgets the results, keeps the memory.
     KIVTSFILESTORAGE_EXPORT void clear();

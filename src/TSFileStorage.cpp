@@ -5,6 +5,7 @@
 
 #include "internal/BatchWriter.h"
 #include "internal/CivilTime.h"
+#include "internal/ColumnResults.h"
 #include "internal/FileAccess.h"
 #include "internal/FileSplitter.h"
 #include "internal/LogTexts.h"
@@ -13,6 +14,7 @@
 #include "internal/RangeReader.h"
 #include "internal/RecordEncoder.h"
 #include "internal/RecordFile.h"
+#include "internal/SampleBatch.h"
 #include "internal/Seams.h"
 #include "internal/SwapFiles.h"
 #include "internal/TreeCursor.h"
@@ -96,6 +98,14 @@ qint64 resolvedTimestamp(qint64 timestampMs, const DataRecord& first, const Data
     }
 }
 
+BatchWriter::Options optionsWithSummary(bool noteLateWrites, bool keepOverwritten)
+{
+    BatchWriter::Options options = BatchWriter::Option::CountLate;
+    options.setFlag(BatchWriter::Option::NoteLateWrites, noteLateWrites);
+    options.setFlag(BatchWriter::Option::KeepOverwritten, keepOverwritten);
+    return options;
+}
+
 /// The storage to read for a marker: the caller's own, or a companion that lives as long as this.
 class StorageForMarker
 {
@@ -149,7 +159,34 @@ bool TSFileStorage::writeDataRecordsInt(std::vector<DataRecord> records, bool no
     options.setFlag(BatchWriter::Option::NoteLateWrites, noteLateWrites);
     options.setFlag(BatchWriter::Option::KeepOverwritten, keepOverwritten);
     options.setFlag(BatchWriter::Option::AppendOnly, appendOnly);
-    return BatchWriter(*this, options).write(std::move(records));
+    return BatchWriter(*this, options).write(RecordBatch(std::move(records)));
+}
+
+bool TSFileStorage::writeDataRecords(std::vector<DataRecord> records, bool noteLateWrites,
+                                     bool keepOverwritten, WriteSummary& summary)
+{
+    BatchWriter writer(*this, optionsWithSummary(noteLateWrites, keepOverwritten));
+    const bool isStored = writer.write(RecordBatch(std::move(records)));
+    summary = writer.summary();
+    return isStored;
+}
+
+bool TSFileStorage::writeDataColumns(const TSFileColumns& columns, bool noteLateWrites, bool keepOverwritten,
+                                     WriteSummary* summary)
+{
+    if (!columns.isConsistent()) {
+        logLine(LogTexts::kColumnsDiffer);
+        if (summary != nullptr)
+            *summary = {};
+        return false;
+    }
+    BatchWriter::Options options = optionsWithSummary(noteLateWrites, keepOverwritten);
+    options.setFlag(BatchWriter::Option::CountLate, summary != nullptr);
+    BatchWriter writer(*this, options);
+    const bool isStored = writer.write(ColumnBatch(columns, m_valueType));
+    if (summary != nullptr)
+        *summary = writer.summary();
+    return isStored;
 }
 
 // --- Reading -----------------------------------------------------------------------------------------------
@@ -187,6 +224,24 @@ bool TSFileStorage::readDataRecords(Interpolate::InterpolateParam param,
         for (DataRecord& record : history)
             overwrittenValues->emplace(record.timestamp, std::move(record.value));
     }
+    return true;
+}
+
+bool TSFileStorage::readDataColumns(Interpolate::InterpolateParam param,
+                                    std::vector<Interpolate::InterpolateParam> params, qint64 start,
+                                    qint64 end, TSFileColumns& columns, bool shiftIntervalForward, int& limit)
+{
+    columns.clear();
+    if (RecordShape(m_valueType, 0).isVariable()) {
+        limit = 0;
+        return false;
+    }
+    std::vector<DataRecord> results;
+    RangeReader reader(*this, *this, RangeReader::Source::Samples, results);
+    reader.deliverTo(columns, RangeReader::Room::ForAll);
+    reader.read({std::move(param), std::move(params), start, end, shiftIntervalForward, false}, limit);
+    for (const DataRecord& record : results)
+        appendResult(record, columns);
     return true;
 }
 

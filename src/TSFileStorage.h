@@ -3,6 +3,7 @@
 #include "Interpolate.h"
 #include "KivTSFileStorageExport.h"
 #include "TSDirControl.h"
+#include "TSFileColumns.h"
 
 #include <QDir>
 #include <QIODevice>
@@ -62,6 +63,30 @@ public:
     bool writeDataRecordsInt(std::vector<Interpolate::DataRecord> records, bool noteLateWrites,
                              bool keepOverwritten, bool appendOnly);
 
+    /// What became of the samples of a batch.
+    struct WriteSummary {
+        qint64 newCount = 0;         ///< timestamps that were not there before
+        qint64 overwrittenCount = 0; ///< values that replaced another one
+        qint64 unchangedCount = 0;   ///< values that were there already
+        qint64 lateCount = 0; ///< new or overwritten at or before what was then the series' last record
+    };
+
+    /// The same as writeDataRecords, telling what became of the samples.
+    /// \param summary  replaced; counts what was stored, also when the write fails on the way. Finding the late ones
+    ///                 costs a look at the series' last record.
+    bool writeDataRecords(std::vector<Interpolate::DataRecord> records, bool noteLateWrites,
+                          bool keepOverwritten, WriteSummary& summary);
+
+    /// Merges a batch in columns into the series, as writeDataRecords merges records of the same values: doubles, or
+    /// integers as qlonglong (qulonglong for a series of that type), or an invalid value where `isNull` is set. A
+    /// value of its own is built only of a sample that is not simply appended; best when the columns' kind is that
+    /// of the series and their timestamps ascend.
+    /// \param columns  in any order; `isNull` may be empty when nothing is null
+    /// \param summary  may be null
+    /// \return false, with a log line and nothing written, also when the columns differ in length
+    bool writeDataColumns(const TSFileColumns& columns, bool noteLateWrites, bool keepOverwritten,
+                          WriteSummary* summary = nullptr);
+
     // --- Reading -----------------------------------------------------------------------------------------
 
     /// Reads a range, raw or interpolated. Opens the series' first and last file, then those that cover the
@@ -83,6 +108,14 @@ public:
                          std::vector<Interpolate::DataRecord>& result, bool shiftIntervalForward, int& limit,
                          std::vector<Interpolate::DataRecord>* lateRecords,
                          std::unordered_map<qint64, QVariant>* overwrittenValues);
+
+    /// The same read as readDataRecords, with its results in columns.
+    /// \param columns  replaced; its memory is used again
+    /// \param limit    as for readDataRecords
+    /// \return false, with empty columns, for a series of variable-length values
+    bool readDataColumns(Interpolate::InterpolateParam param,
+                         std::vector<Interpolate::InterpolateParam> passes, qint64 start, qint64 end,
+                         TSFileColumns& columns, bool shiftIntervalForward, int& limit);
 
     /// One read of one series: "" this one, "P" its late-write log (delivers the records written late), "O"
     /// its overwrite history.

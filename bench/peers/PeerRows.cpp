@@ -232,7 +232,7 @@ Outcome readGrid(const Store& store, Stopwatch& watch)
 void addPeerRows()
 {
     for (const Store& store : kStores) {
-        addPeerRow("W1/-", store, append)->Iterations(1);
+        addPeerRow("W1/records", store, append)->Iterations(1);
         addPeerRow("W2/-", store, appendSingles)->Iterations(1);
         addPeerRow("W3/-", store, insertLate<makeLateBatches>)->Iterations(1);
         addPeerRow("W3c/-", store, insertLate<makeLateBatchesWithinHours>)->Iterations(1);

@@ -129,7 +129,7 @@ Outcome last(Stopwatch& watch)
 
 void addRrdRows()
 {
-    addRow("W1/-/any/rrdtool", append)->Iterations(1);
+    addRow("W1/records/any/rrdtool", append)->Iterations(1);
     addRow("R1/whole/any/rrdtool", [](Stopwatch& watch) { return fetch(watch, 1); });
     addRow("R2/mean/any/rrdtool", [](Stopwatch& watch) { return fetch(watch, kSecondsOfAnHour); });
     addRow("R6/-/any/rrdtool", last);

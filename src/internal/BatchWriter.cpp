@@ -1,10 +1,9 @@
 #include "internal/BatchWriter.h"
 
-#include "TSFileStorage.h"
-
 #include "internal/CivilTime.h"
 #include "internal/FileSplitter.h"
 #include "internal/LogTexts.h"
+#include "internal/SampleBatch.h"
 #include "internal/Seams.h"
 #include "internal/TreeCursor.h"
 #include "internal/VarReorganizer.h"
@@ -38,13 +37,40 @@ bool isSymbolic(qint64 timestampMs)
     return timestampMs >= -3 && timestampMs <= -1;
 }
 
-/// End of the records from `begin` on that share its file, which lies at that depth.
-BatchWriter::Records::const_iterator endOfRun(BatchWriter::Records::const_iterator begin,
-                                              BatchWriter::Records::const_iterator end, int depth)
+/// End of the samples from `begin` on that share its file, which lies at that depth.
+template <typename Batch>
+std::size_t endOfRun(const Batch& batch, std::size_t begin, int depth)
 {
-    const qint64 lastMs = periodLastMs(begin->timestamp, depth);
-    return std::partition_point(
-        begin, end, [lastMs](const Interpolate::DataRecord& record) { return record.timestamp <= lastMs; });
+    const qint64 lastMs = periodLastMs(batch.timestampMs(begin), depth);
+    std::size_t low = begin + 1;
+    std::size_t high = batch.size();
+    // Most batches lie in one file.
+    if (batch.timestampMs(high - 1) <= lastMs)
+        return high;
+    while (low < high) {
+        const std::size_t middle = low + (high - low) / 2;
+        if (batch.timestampMs(middle) <= lastMs)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    return low;
+}
+
+void add(BatchWriter::Summary& total, const BatchWriter::Summary& part)
+{
+    total.newCount += part.newCount;
+    total.overwrittenCount += part.overwrittenCount;
+    total.unchangedCount += part.unchangedCount;
+    total.lateCount += part.lateCount;
+}
+
+qint64& countOf(BatchWriter::Summary& summary, RecordFileWriter::Outcome outcome)
+{
+    using Outcome = RecordFileWriter::Outcome;
+    if (outcome == Outcome::Overwritten)
+        return summary.overwrittenCount;
+    return outcome == Outcome::Unchanged ? summary.unchangedCount : summary.newCount;
 }
 
 void logOverwritten(const QString& seriesDirectory, qint64 timestampMs, const QVariant& oldValue,
@@ -62,20 +88,19 @@ void logOverwritten(const QString& seriesDirectory, qint64 timestampMs, const QV
 
 BatchWriter::BatchWriter(TSFileStorage& storage, Options options) : m_storage(storage), m_options(options) {}
 
-bool BatchWriter::write(Records records)
+template <typename Batch>
+bool BatchWriter::write(const Batch& batch)
 {
-    if (records.empty())
+    if (batch.size() == 0)
         return true;
     Interpolate::DataRecord last;
-    if (m_options.testFlag(Option::NoteLateWrites) && m_storage.getLastDataRecord(last))
+    if (watchesLate() && m_storage.getLastDataRecord(last))
         m_lastTimestampMs = last.timestamp;
-    if (!std::is_sorted(records.begin(), records.end()))
-        std::stable_sort(records.begin(), records.end());
 
-    for (Iterator begin = records.cbegin(); begin != records.cend();) {
-        const FilePlace place = TreeCursor(m_storage.m_dir).locate(begin->timestamp);
-        const Iterator end = endOfRun(begin, records.cend(), place.depth);
-        if (!writeRun(place, begin, end))
+    for (std::size_t begin = 0; begin != batch.size();) {
+        const FilePlace place = TreeCursor(m_storage.m_dir).locate(batch.timestampMs(begin));
+        const std::size_t end = endOfRun(batch, begin, place.depth);
+        if (!writeRun(place, batch, begin, end))
             return false;
         begin = end;
     }
@@ -84,15 +109,22 @@ bool BatchWriter::write(Records records)
     return m_isStored;
 }
 
-/// Merges records that all belong to one file.
-bool BatchWriter::writeRun(const FilePlace& place, Iterator begin, Iterator end)
+template bool BatchWriter::write(const RecordBatch& batch);
+template bool BatchWriter::write(const ColumnBatch& batch);
+
+/// Merges samples that all belong to one file.
+template <typename Batch>
+bool BatchWriter::writeRun(const FilePlace& place, const Batch& batch, std::size_t begin, std::size_t end)
 {
     RecordFileWriter writer(place, m_storage.m_valueType, m_options.testFlag(Option::AppendOnly));
-    if (!writer.open(begin->timestamp))
+    if (!writer.open(batch.timestampMs(begin)))
         return false;
-    const bool isTaken = putRun(writer, begin, end);
+    Summary summary;
+    const bool isTaken = putRun(writer, batch, begin, end, summary);
     const QString refusedPath = writer.failedPath();
     const bool isStored = writer.finish().ok();
+    if (isStored)
+        add(m_summary, summary);
     if (!isStored || !isTaken) {
         logLine(LogTexts::kWriteFailed, isStored ? refusedPath : writer.failedPath());
         return false;
@@ -103,24 +135,28 @@ bool BatchWriter::writeRun(const FilePlace& place, Iterator begin, Iterator end)
     return true;
 }
 
-/// \return false when a record was refused; those before it are merged
-bool BatchWriter::putRun(RecordFileWriter& writer, Iterator begin, Iterator end)
+/// \return false when a sample was refused; those before it are merged
+template <typename Batch>
+bool BatchWriter::putRun(RecordFileWriter& writer, const Batch& batch, std::size_t begin, std::size_t end,
+                         Summary& summary)
 {
     using Outcome = RecordFileWriter::Outcome;
-    for (Iterator record = begin; record != end;) {
-        const Iterator runEnd = writer.appendRun(record, end);
-        for (; record != runEnd; ++record)
-            noteLate(record->timestamp);
-        if (record == end)
+    for (std::size_t i = begin; i != end; ++i) {
+        const std::size_t runEnd = writer.appendRun(batch, i, end);
+        noteLateRun(batch, i, runEnd, summary);
+        summary.newCount += static_cast<qint64>(runEnd - i);
+        i = runEnd;
+        if (i == end)
             break;
-        const Outcome outcome = writer.put(*record, [&](const QVariant& oldValue) {
-            noteOverwritten(record->timestamp, oldValue, record->value);
+        const Interpolate::DataRecord& record = batch.record(i);
+        const Outcome outcome = writer.put(record, [&](const QVariant& oldValue) {
+            noteOverwritten(record.timestamp, oldValue, record.value);
         });
         if (outcome == Outcome::Refused)
             return false;
+        ++countOf(summary, outcome);
         if (outcome != Outcome::Unchanged)
-            noteLate(record->timestamp);
-        ++record;
+            noteLate(record.timestamp, summary);
     }
     return true;
 }
@@ -144,14 +180,25 @@ void BatchWriter::noteOverwritten(qint64 timestampMs, const QVariant& oldValue, 
         m_overwritten.emplace_back(timestampMs, oldValue);
 }
 
-void BatchWriter::noteLate(qint64 timestampMs)
+/// Notes samples that were appended together.
+template <typename Batch>
+void BatchWriter::noteLateRun(const Batch& batch, std::size_t begin, std::size_t end, Summary& summary)
 {
-    if (!m_options.testFlag(Option::NoteLateWrites))
+    for (std::size_t i = begin; i != end && watchesLate(); ++i)
+        noteLate(batch.timestampMs(i), summary);
+}
+
+void BatchWriter::noteLate(qint64 timestampMs, Summary& summary)
+{
+    if (!watchesLate())
         return;
-    if (timestampMs <= m_lastTimestampMs)
-        m_late.push_back(timestampMs);
-    else
+    if (timestampMs > m_lastTimestampMs) {
         m_lastTimestampMs = timestampMs;
+        return;
+    }
+    ++summary.lateCount;
+    if (m_options.testFlag(Option::NoteLateWrites))
+        m_late.push_back(timestampMs);
 }
 
 QString BatchWriter::companionPath(QChar suffix) const

@@ -59,6 +59,7 @@ inline constexpr LogText kOpenCount = entry(kError, kStorage, "Could not open '%
 inline constexpr LogText kOpenNewForWrite = entry(kError, kStorage, "Could not open '%1' for write (writeDataRecords)");
 inline constexpr LogText kOpenOldForWrite = entry(kError, kStorage, "Could not open '%1' for read/write (writeDataRecords)");
 inline constexpr LogText kWriteFailed = entry(kError, kStorage, "Could not write '%1' (writeDataRecords)");
+inline constexpr LogText kColumnsDiffer = entry(kError, kStorage, "Columns of different lengths (writeDataColumns)");
 inline constexpr LogText kOverwritten = entry(kWarning, kStorage, "Value on '%1' overwritten on time stamp %2 old:%3, new:%4");
 inline constexpr LogText kOverwrittenException = entry(kError, kStorage, "Exception on log overwritten: '%1'");
 

@@ -4,6 +4,7 @@
 #include "TSFileStorage.h"
 
 #include "internal/CivilTime.h"
+#include "internal/ColumnResults.h"
 #include "internal/LogTexts.h"
 #include "internal/ShapeDispatch.h"
 
@@ -36,6 +37,12 @@ RangeReader::RangeReader(TSFileStorage& series, TSFileStorage& stored, Source so
 {
 }
 
+void RangeReader::deliverTo(TSFileColumns& columns, Room room)
+{
+    m_columns = &columns;
+    m_room = room;
+}
+
 void RangeReader::read(ReadRequest request, int& limit)
 {
     if (!start(std::move(request), limit))
@@ -63,6 +70,8 @@ bool RangeReader::start(ReadRequest request, int& limit)
         limit = 0;
         return false;
     }
+    if (m_columns != nullptr)
+        m_columns->kind = kindOfResults(*m_engine);
     feedPreviousRecords(m_engine->needsPreviousDataRecords());
     if (m_source == Source::LateLog) {
         for (const Interpolate::DataRecord& record : m_result)
@@ -153,9 +162,12 @@ RangeReader::Continue RangeReader::feedBlock(Block block)
     if constexpr (coding != ValueCoding::VarPosition) {
         if (m_source == Source::Samples && m_engine->takesSamples())
             return feedSamples<width, coding>(block);
-        if (m_source == Source::Samples && m_engine->deliversRecords())
-            return m_columns != nullptr ? deliverColumns<width, coding>(block)
-                                        : deliverRecords<width, coding>(block);
+        if (m_source == Source::Samples && m_engine->deliversRecords()) {
+            // The engine counts the records of the result against the limit.
+            const bool hasLimit = m_engine->limit >= 1;
+            return m_columns != nullptr && !hasLimit ? deliverColumns<width, coding>(block)
+                                                     : deliverRecords<width, coding>(block);
+        }
     }
     return takeRecords<width, coding>(block);
 }
@@ -277,7 +289,7 @@ RangeReader::Continue RangeReader::takeRecords(Block block)
 void RangeReader::reserveResult(FilePlace place, qint64 firstRecordMs, qint64 lastRecordMs)
 {
     const bool deliversAll = m_engine->deliversRecords() && m_engine->limit < 1;
-    if (m_source != Source::Samples || !deliversAll || m_columns != nullptr)
+    if (m_source != Source::Samples || !deliversAll || m_room == Room::ForBlock)
         return;
     TreeCursor cursor(m_stored.m_dir);
     qint64 count = 0;
@@ -293,10 +305,11 @@ void RangeReader::reserveResult(FilePlace place, qint64 firstRecordMs, qint64 la
             break;
         place = cursor.next(place);
     }
-    const std::size_t needed = m_result.size() + static_cast<std::size_t>(std::min(count, kMaxReservedCount));
-    // Many small reads into one vector must not make it grow by the exact size each time.
-    if (needed > m_result.capacity())
-        m_result.reserve(std::max(needed, 2 * m_result.capacity()));
+    const auto moreCount = static_cast<std::size_t>(std::min(count, kMaxReservedCount));
+    if (m_columns != nullptr)
+        reserveResults(moreCount, *m_columns);
+    else
+        reserveMore(moreCount, m_result);
 }
 
 /// Records that a file adds to the range, taken from its size and the share of its records' time that lies in the

@@ -51,8 +51,12 @@ public:
     RangeReader(const RangeReader&) = delete;
     RangeReader& operator=(const RangeReader&) = delete;
 
-    /// Raw records that are results as they are go here from now on, and not to the result. Not with a limit.
-    void setColumns(TSFileColumns& columns) { m_columns = &columns; }
+    /// How much of the room for its results a read makes at once.
+    enum class Room { ForBlock, ForAll };
+
+    /// Raw records that are results as they are go here from now on, and not to the result, unless there is a
+    /// limit. The columns take the kind of the results.
+    void deliverTo(TSFileColumns& columns, Room room);
 
     /// \param limit  in: most results wanted, below 1 for no limit; out: as the engine leaves it, or 0; must
     ///               outlive the reader
@@ -61,9 +65,6 @@ public:
 
     /// Reads the next block of records. \return false after the last one
     bool step();
-
-    /// The engine of a read that was started.
-    const Interpolate& engine() const { return *m_engine; }
 
     /// A whole read.
     void read(ReadRequest request, int& limit);
@@ -107,6 +108,7 @@ private:
     Source m_source;
     Records& m_result;
     TSFileColumns* m_columns = nullptr;
+    Room m_room = Room::ForAll;
     std::optional<Interpolate> m_engine;
     qint64 m_startMs = 0; ///< range to read
     qint64 m_endMs = 0;

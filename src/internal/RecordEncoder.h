@@ -7,7 +7,6 @@
 #include "internal/CivilTime.h"
 #include "internal/FileAccess.h"
 #include "internal/RecordLayout.h"
-#include "internal/ShapeDispatch.h"
 #include "internal/VarFile.h"
 
 namespace Kiv::Internal
@@ -28,20 +27,6 @@ inline IoResult encodeRecord(const RecordShape& shape, qint64 baseMs, const Inte
     const VarFile::Appended appended = values.append(record.value);
     encodeVarPosition(valueBytes, static_cast<qint32>(appended.positionBytes));
     return appended.result;
-}
-
-/// Encodes records with fixed-size values one behind the other.
-/// \param bytes  room for `strideBytes()` bytes of each
-template <typename Iterator>
-void encodeRecords(const RecordShape& shape, qint64 baseMs, Iterator begin, Iterator end, char* bytes)
-{
-    visitShape(shape, [&](auto width, auto coding) {
-        constexpr qint64 kStride = width() + valueBytesOfCoding(coding());
-        for (Iterator record = begin; record != end; ++record, bytes += kStride) {
-            encodeOffsetOfWidth<width()>(bytes, saturatingSubtract(record->timestamp, baseMs));
-            encodeValueOfCoding<coding()>(bytes + width(), record->value);
-        }
-    });
 }
 
 } // namespace Kiv::Internal

@@ -118,25 +118,9 @@ bool RecordFileWriter::encode(const Interpolate::DataRecord& record, char* bytes
     return false;
 }
 
-RecordFileWriter::Iterator RecordFileWriter::appendRun(Iterator begin, Iterator end)
+bool RecordFileWriter::takesRuns() const
 {
-    const bool isAppending = m_isAppending || m_isAppendOnly;
-    if (!isAppending || m_shape.isVariable() || !m_shape.isExact())
-        return begin;
-    std::optional<qint64> previousMs = m_previousTimestampMs;
-    Iterator runEnd = begin;
-    while (runEnd != end && (m_isAppendOnly || runEnd->timestamp != previousMs)) {
-        previousMs = runEnd->timestamp;
-        ++runEnd;
-    }
-    if (runEnd == begin)
-        return begin;
-    const qint64 countBytes = (runEnd - begin) * m_shape.strideBytes();
-    encodeRecords(m_shape, m_baseMs, begin, runEnd, m_image.startWrite(m_positionBytes, countBytes));
-    m_positionBytes += countBytes;
-    m_trackedSizeBytes += countBytes;
-    m_previousTimestampMs = previousMs;
-    return runEnd;
+    return (m_isAppending || m_isAppendOnly) && !m_shape.isVariable() && m_shape.isExact();
 }
 
 RecordFileWriter::Outcome RecordFileWriter::append(const Interpolate::DataRecord& record)

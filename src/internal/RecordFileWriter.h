@@ -30,11 +30,11 @@ public:
     /// A failure is logged.
     bool open(qint64 firstTimestampMs);
 
-    using Iterator = std::vector<Interpolate::DataRecord>::const_iterator;
-
-    /// Appends the records from the front that lie beyond all others, many at a time.
-    /// \return the first that must be put; `begin` where records are put one by one
-    Iterator appendRun(Iterator begin, Iterator end);
+    /// Appends samples from the front that lie beyond all others, many at a time.
+    /// \param batch  a RecordBatch or a ColumnBatch
+    /// \return index of the first that must be put; `begin` where samples are put one by one
+    template <typename Batch>
+    std::size_t appendRun(const Batch& batch, std::size_t begin, std::size_t end);
 
     enum class Outcome {
         Appended,
@@ -67,6 +67,7 @@ private:
         char valueBytes[kMaxRecordBytes] = {};
     };
 
+    bool takesRuns() const;
     bool takeUpRecords(qint64 firstTimestampMs);
     Found readAt(qint64 positionBytes);
     Found search(qint64 timestampMs);
@@ -91,6 +92,27 @@ private:
     std::optional<qint64> m_previousTimestampMs;
     bool m_hasOverwrittenVariable = false;
 };
+
+template <typename Batch>
+std::size_t RecordFileWriter::appendRun(const Batch& batch, std::size_t begin, std::size_t end)
+{
+    if (!takesRuns())
+        return begin;
+    std::optional<qint64> previousMs = m_previousTimestampMs;
+    std::size_t runEnd = begin;
+    while (runEnd != end && (m_isAppendOnly || batch.timestampMs(runEnd) != previousMs)) {
+        previousMs = batch.timestampMs(runEnd);
+        ++runEnd;
+    }
+    if (runEnd == begin)
+        return begin;
+    const qint64 countBytes = static_cast<qint64>(runEnd - begin) * m_shape.strideBytes();
+    batch.encode(m_shape, m_baseMs, begin, runEnd, m_image.startWrite(m_positionBytes, countBytes));
+    m_positionBytes += countBytes;
+    m_trackedSizeBytes += countBytes;
+    m_previousTimestampMs = previousMs;
+    return runEnd;
+}
 
 template <typename ConfirmOverwrite>
 RecordFileWriter::Outcome RecordFileWriter::put(const Interpolate::DataRecord& record,

@@ -118,51 +118,50 @@ void encodeOffset(char* bytes, int width, qint64 offsetMs);
 /// \return the offset in milliseconds, unsigned within its width; 0 for width 0
 qint64 decodeOffset(const char* bytes, int width);
 
+inline void encodeDouble(char* bytes, double number)
+{
+    quint64 bits = 0;
+    std::memcpy(&bits, &number, sizeof bits);
+    qToBigEndian(bits, bytes);
+}
+
+/// Writes the low bytes of an integer; for Bool, whether it is not zero. Not for the floating codings.
+template <ValueCoding coding>
+void encodeIntegerOfCoding(char* bytes, qint64 number)
+{
+    if constexpr (coding == ValueCoding::Bool)
+        bytes[0] = number != 0 ? 1 : 0;
+    else if constexpr (valueBytesOfCoding(coding) == 1)
+        bytes[0] = static_cast<char>(number);
+    else if constexpr (valueBytesOfCoding(coding) == 2)
+        qToBigEndian(static_cast<qint16>(number), bytes);
+    else if constexpr (valueBytesOfCoding(coding) == 4)
+        qToBigEndian(static_cast<qint32>(number), bytes);
+    else
+        qToBigEndian(number, bytes);
+}
+
 /// Writes the bytes of a fixed-size value, narrowed by QVariant's own conversions; position 0 for VarPosition.
 template <ValueCoding coding>
 void encodeValueOfCoding(char* bytes, const QVariant& value)
 {
-    switch (coding) {
-    case ValueCoding::Bool:
-        bytes[0] = value.toBool() ? 1 : 0;
-        break;
-    case ValueCoding::Int8:
-        qToBigEndian(static_cast<qint8>(value.toInt()), bytes);
-        break;
-    case ValueCoding::UInt8:
-        qToBigEndian(static_cast<quint8>(value.toUInt()), bytes);
-        break;
-    case ValueCoding::Int16:
-        qToBigEndian(static_cast<qint16>(value.toInt()), bytes);
-        break;
-    case ValueCoding::UInt16:
-        qToBigEndian(static_cast<quint16>(value.toUInt()), bytes);
-        break;
-    case ValueCoding::Int32:
-        qToBigEndian(qint32{value.toInt()}, bytes);
-        break;
-    case ValueCoding::UInt32:
-        qToBigEndian(quint32{value.toUInt()}, bytes);
-        break;
-    case ValueCoding::Int64:
-        qToBigEndian(qint64{value.toLongLong()}, bytes);
-        break;
-    case ValueCoding::UInt64:
-        qToBigEndian(quint64{value.toULongLong()}, bytes);
-        break;
-    case ValueCoding::Double:
-    case ValueCoding::FloatAsDouble: {
-        const double number =
-            coding == ValueCoding::Double ? value.toDouble() : static_cast<double>(value.toFloat());
-        quint64 bits = 0;
-        std::memcpy(&bits, &number, sizeof bits);
-        qToBigEndian(bits, bytes);
-        break;
-    }
-    case ValueCoding::VarPosition:
+    if constexpr (coding == ValueCoding::Double)
+        encodeDouble(bytes, value.toDouble());
+    else if constexpr (coding == ValueCoding::FloatAsDouble)
+        encodeDouble(bytes, static_cast<double>(value.toFloat()));
+    else if constexpr (coding == ValueCoding::VarPosition)
         qToBigEndian(qint32{0}, bytes);
-        break;
-    }
+    else if constexpr (coding == ValueCoding::Bool)
+        bytes[0] = value.toBool() ? 1 : 0;
+    else if constexpr (coding == ValueCoding::Int64)
+        encodeIntegerOfCoding<coding>(bytes, value.toLongLong());
+    else if constexpr (coding == ValueCoding::UInt64)
+        encodeIntegerOfCoding<coding>(bytes, static_cast<qint64>(value.toULongLong()));
+    else if constexpr (coding == ValueCoding::UInt8 || coding == ValueCoding::UInt16 ||
+                       coding == ValueCoding::UInt32)
+        encodeIntegerOfCoding<coding>(bytes, qint64{value.toUInt()});
+    else
+        encodeIntegerOfCoding<coding>(bytes, qint64{value.toInt()});
 }
 
 /// The same with the coding as a value.

@@ -90,6 +90,7 @@ const std::map<std::string, Layer> kLayers = {
     {"Interpolate", Layer::Engine},
 
     {"BatchWriter", Layer::Operations},
+    {"ColumnResults", Layer::Operations},
     {"FileReplacement", Layer::Operations},
     {"FileSplitter", Layer::Operations},
     {"NewRecordFile", Layer::Operations},
@@ -99,6 +100,7 @@ const std::map<std::string, Layer> kLayers = {
     {"RecordEncoder", Layer::Operations},
     {"RecordFile", Layer::Operations},
     {"RecordFileWriter", Layer::Operations},
+    {"SampleBatch", Layer::Operations},
     {"ShapeDispatch", Layer::Operations},
     {"TSFileColumns", Layer::Operations},
     {"TSFileStorage", Layer::Operations},

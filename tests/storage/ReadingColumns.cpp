@@ -46,6 +46,33 @@ protected:
         to.insert(to.end(), from.begin(), from.end());
     }
 
+    struct Request {
+        Interpolate::InterpolateParam param;
+        std::vector<Interpolate::InterpolateParam> passes;
+        qint64 start;
+        qint64 end;
+        bool shift;
+    };
+
+    /// Holds a whole read in columns against the same read block by block.
+    static void expectSameAtOnce(const TSFileColumns& blocks, int limitLeft, TSFileStorage& storage,
+                                 const Request& request, int limit)
+    {
+        TSFileColumns whole;
+        whole.timestamps = {1, 2};
+        whole.isNull = {0};
+        ASSERT_TRUE(storage.readDataColumns(request.param, request.passes, request.start, request.end, whole,
+                                            request.shift, limit));
+        EXPECT_EQ(limit, limitLeft);
+        if (blocks.size() > 0) {
+            EXPECT_EQ(whole.kind, blocks.kind);
+        }
+        EXPECT_EQ(whole.timestamps, blocks.timestamps);
+        EXPECT_EQ(whole.doubles, blocks.doubles);
+        EXPECT_EQ(whole.integers, blocks.integers);
+        EXPECT_EQ(whole.isNull, blocks.isNull);
+    }
+
     /// Holds a read in columns against the same read in records.
     static void expectSame(TSFileStorage& storage, const Interpolate::InterpolateParam& param = {},
                            const std::vector<Interpolate::InterpolateParam>& passes = {}, qint64 start = -2,
@@ -55,6 +82,7 @@ protected:
         int recordLimit = limit;
         storage.readDataRecords(param, passes, start, end, records, shift, recordLimit, nullptr, nullptr);
         const TSFileColumns columns = collect(storage, param, passes, start, end, shift, limit).all;
+        expectSameAtOnce(columns, recordLimit, storage, {param, passes, start, end, shift}, limit);
         ASSERT_EQ(columns.size(), records.size());
         ASSERT_EQ(columns.isNull.size(), records.size());
         const bool isInteger = columns.kind == Kind::Integers;
@@ -169,6 +197,17 @@ TEST_F(ColumnReading, FillsAGapBlockByBlock)
     const Collected collected = collect(storage, {QStringLiteral("prevalignfill"), 1, {}, false, 0});
     EXPECT_EQ(collected.blockSizes.front(), TSFileColumnReader::kMaxBlockSize);
     expectSame(storage, {QStringLiteral("prevalignfill"), 1, {}, false, 0});
+}
+
+TEST_F(ColumnReading, RefusesASeriesOfVariableLength)
+{
+    TSFileStorage storage = makeStorage(QMetaType::QString);
+    TSFileColumns columns;
+    columns.timestamps = {1};
+    int limit = 5;
+    EXPECT_FALSE(storage.readDataColumns({}, {}, -2, -3, columns, false, limit));
+    EXPECT_EQ(columns.size(), 0U);
+    EXPECT_EQ(limit, 0);
 }
 
 TEST_F(ColumnReading, GivesNothingOfAnEmptySeriesAndOfVariableLength)
