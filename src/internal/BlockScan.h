@@ -20,7 +20,7 @@ enum class ScanEnd {
 
 /// Reads the whole records from a position to the end of a file, block by block.
 ///
-/// \param visit  called as visit(const char* bytes) -> bool with the `strideBytes` bytes of each record, in
+/// \param visit  called as visit(const char* begin, const char* end) -> bool with the whole records of each block, in
 ///               file order; false ends the scan
 /// \return how the scan ended. A partial record at the end is never visited.
 template <typename Visit>
@@ -35,14 +35,23 @@ ScanEnd scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideB
         const qint64 got = readAt(fd, block.get(), wanted, positionBytes) / strideBytes * strideBytes;
         if (got == 0)
             return ScanEnd::ReadFailed;
-        const char* const end = block.get() + got;
-        for (const char* bytes = block.get(); bytes != end; bytes += strideBytes) {
-            if (!visit(bytes))
-                return ScanEnd::ByVisit;
-        }
+        if (!visit(block.get(), block.get() + got))
+            return ScanEnd::ByVisit;
         positionBytes += got;
     }
     return ScanEnd::AtEnd;
+}
+
+/// The same record by record.
+/// \param visit  called as visit(const char* bytes) -> bool with the `strideBytes` bytes of each record
+template <typename Visit>
+ScanEnd scanRecords(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideBytes, Visit visit)
+{
+    return scanBlocks(fd, positionBytes, endBytes, strideBytes, [&](const char* bytes, const char* end) {
+        while (bytes != end && visit(bytes))
+            bytes += strideBytes;
+        return bytes == end;
+    });
 }
 
 } // namespace Kiv::Internal

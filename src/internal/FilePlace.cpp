@@ -3,6 +3,8 @@
 #include "internal/LogTexts.h"
 
 #include <QStringList>
+#include <QStringTokenizer>
+#include <QStringView>
 
 #include <algorithm>
 #include <array>
@@ -17,7 +19,27 @@ constexpr int kFieldCount = kMaxDepth + 1;
 
 QString padded(qint64 number, int width)
 {
+    constexpr qint64 kLimits[] = {1, 10, 100, 1000, 10'000};
+    if (number >= 0 && number < kLimits[width]) {
+        QString digits(width, Qt::Uninitialized);
+        for (int i = width - 1; i >= 0; --i, number /= 10)
+            digits[i] = QChar(static_cast<char16_t>(u'0' + number % 10));
+        return digits;
+    }
     return QString::number(number).rightJustified(width, u'0');
+}
+
+/// The number that a name in the tree stands for; 0 for a name that is none.
+int numberOf(QStringView name)
+{
+    constexpr qsizetype kMaxDigits = 4;
+    const auto isDigit = [](QChar unit) { return unit >= u'0' && unit <= u'9'; };
+    if (name.size() > kMaxDigits || !std::all_of(name.begin(), name.end(), isDigit))
+        return name.toInt();
+    int number = 0;
+    for (const QChar unit : name)
+        number = 10 * number + (unit.unicode() - u'0');
+    return number;
 }
 
 bool isValidDate(const std::array<int, kFieldCount>& fields)
@@ -53,12 +75,14 @@ QString entryName(const CivilFields& fields, int depth)
 std::optional<qint64> baseTimeIfValid(const QString& subDir, const QString& fileName)
 {
     std::array<int, kFieldCount> fields = {1970, 1, 1, 0, 0};
-    const QStringList parts = subDir.split(u'/', Qt::SkipEmptyParts);
-    const std::size_t partCount = static_cast<std::size_t>(parts.size());
-    for (std::size_t i = 0; i < std::min(partCount, fields.size()); ++i)
-        fields[i] = parts[static_cast<qsizetype>(i)].toInt();
-    if (partCount < fields.size() && !fileName.isEmpty())
-        fields[partCount] = fileName.toInt();
+    std::size_t count = 0;
+    for (const QStringView part : QStringView(subDir).tokenize(u'/', Qt::SkipEmptyParts)) {
+        if (count < fields.size())
+            fields[count] = numberOf(part);
+        ++count;
+    }
+    if (count < fields.size() && !fileName.isEmpty())
+        fields[count] = numberOf(fileName);
 
     if (!isValidDate(fields))
         return {};

@@ -4,6 +4,7 @@
 
 #include "internal/BlockScan.h"
 #include "internal/LogTexts.h"
+#include "internal/ShapeDispatch.h"
 #include "internal/SwapFiles.h"
 #include "internal/TreeCursor.h"
 
@@ -79,14 +80,25 @@ bool RangeCounter::countRecords(RecordFile& file)
     // A search that could not read all it looked at may have gone astray.
     if (file.hasReadError())
         position = 0;
-    const auto visit = [&](const char* bytes) {
-        const qint64 timestamp = saturatingAdd(file.baseMs(), decodeOffset(bytes, shape.offsetWidth));
-        if (timestamp > m_endMs)
-            return false;
-        m_count += timestamp >= m_startMs ? 1 : 0;
-        return true;
-    };
-    const ScanEnd end = scanBlocks(file.handle(), position, file.sizeBytes(), shape.strideBytes(), visit);
+    // No sum below overflows: a base time lies in the years 0 to 9999.
+    const qint64 baseMs = file.baseMs();
+    const qint64 startMs = m_startMs;
+    const qint64 endMs = m_endMs;
+    qint64 count = 0;
+    const ScanEnd end = visitShape(shape, [&](auto width, auto coding) {
+        constexpr qint64 kStride = width() + valueBytesOfCoding(coding());
+        const auto visit = [&](const char* bytes, const char* blockEnd) {
+            for (; bytes != blockEnd; bytes += kStride) {
+                const qint64 timestamp = baseMs + decodeOffsetOfWidth<width()>(bytes);
+                if (timestamp > endMs)
+                    return false;
+                count += timestamp >= startMs ? 1 : 0;
+            }
+            return true;
+        };
+        return scanBlocks(file.handle(), position, file.sizeBytes(), kStride, visit);
+    });
+    m_count += count;
     if (end == ScanEnd::ReadFailed)
         logLine(LogTexts::kOpenCount, file.path());
     return end != ScanEnd::ByVisit;

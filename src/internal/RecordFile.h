@@ -102,7 +102,7 @@ template <typename IsWanted>
 bool RecordFile::readAll(std::vector<Interpolate::DataRecord>& records, IsWanted isWanted)
 {
     bool areIntact = true;
-    const ScanEnd end = scanBlocks(handle(), 0, m_sizeBytes, m_shape.strideBytes(), [&](const char* bytes) {
+    const ScanEnd end = scanRecords(handle(), 0, m_sizeBytes, m_shape.strideBytes(), [&](const char* bytes) {
         Decoded decoded = decode(bytes);
         if (isWanted(decoded.record.timestamp)) {
             areIntact = areIntact && decoded.isIntact;

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace Kiv::Internal
@@ -60,6 +61,23 @@ bool isTreeName(const QString& name)
     return characters == 2 || characters == 4;
 }
 
+/// The text of an entry's name if it belongs to the tree, else an empty one.
+QString treeNameOf(const char* bytes)
+{
+    const std::string_view view(bytes);
+    const bool isAscii = std::all_of(view.begin(), view.end(),
+                                     [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+    // Most entries are ASCII, and more than four bytes of it are no tree name; nothing of those is to be decoded.
+    if (isAscii && view.size() != 2 && view.size() != 4)
+        return {};
+    const QString name =
+        isAscii ? QString::fromLatin1(bytes, static_cast<qsizetype>(view.size())) : QFile::decodeName(bytes);
+    // A name that is no text could not be opened under its decoded form.
+    if (!isTreeName(name) || (!isAscii && QFile::encodeName(name) != bytes))
+        return {};
+    return name;
+}
+
 } // namespace
 
 TreeCursor::TreeCursor(QString seriesDirectory) : m_seriesDirectory(std::move(seriesDirectory)) {}
@@ -68,12 +86,17 @@ FilePlace TreeCursor::locate(qint64 timestampMs) const
 {
     const CivilFields fields = civilFromMs(timestampMs);
     QString subDir;
+    QByteArray systemPath = QFile::encodeName(m_seriesDirectory);
     for (int depth = 0; depth <= kMaxDepth; ++depth) {
         const QString name = entryName(fields, depth);
-        const QString path = m_seriesDirectory + subDir + name;
-        const Status status = statusOf(AT_FDCWD, QFile::encodeName(path).constData());
-        if (status.kind == EntryKind::Missing || status.kind == EntryKind::File)
-            return {path, subDir, depth, status.kind == EntryKind::File, status.sizeBytes};
+        systemPath += name.toLatin1();
+        const Status status = statusOf(AT_FDCWD, systemPath.constData());
+        if (status.kind == EntryKind::Missing || status.kind == EntryKind::File) {
+            QString path = m_seriesDirectory + subDir + name;
+            return {std::move(path), std::move(subDir), depth, status.kind == EntryKind::File,
+                    status.sizeBytes};
+        }
+        systemPath += '/';
         subDir += name + u'/';
     }
     // Kept: with directories down to the minute the year's path is given, where every write fails openly.
@@ -183,13 +206,12 @@ const TreeCursor::Listing& TreeCursor::listingOf(const QString& directory, int d
     if (stream == nullptr)
         return listing;
     while (const dirent* entry = ::readdir(stream)) {
-        const QString name = QFile::decodeName(entry->d_name);
-        // A name that is no text could not be opened under its decoded form.
-        if (!isTreeName(name) || QFile::encodeName(name) != entry->d_name)
+        QString name = treeNameOf(entry->d_name);
+        if (name.isEmpty())
             continue;
         const EntryKind kind = kindOfEntry(::dirfd(stream), *entry);
         if (kind != EntryKind::Missing)
-            listing.entries.push_back({name, kind == EntryKind::Directory});
+            listing.entries.push_back({std::move(name), kind == EntryKind::Directory});
     }
     std::sort(listing.entries.begin(), listing.entries.end(),
               [](const Entry& a, const Entry& b) { return a.name < b.name; });

@@ -24,6 +24,11 @@ constexpr qsizetype kMaxPendingBytes = 4 * 1024 * 1024;
 /// Positions are stored in 32 bits, signed.
 constexpr qint64 kMaxPositionBytes = std::numeric_limits<qint32>::max();
 
+bool isOpen(const std::optional<QFile>& file)
+{
+    return file && file->isOpen();
+}
+
 } // namespace
 
 QString varPathOf(const QString& recordPath)
@@ -31,16 +36,18 @@ QString varPathOf(const QString& recordPath)
     return recordPath + QLatin1String(".var");
 }
 
-VarFile::VarFile(QString path) : m_path(std::move(path)), m_reader(m_path), m_writer(m_path) {}
+VarFile::VarFile(QString path) : m_path(std::move(path)) {}
 
-bool VarFile::open(QFile& file, QIODevice::OpenMode mode)
+bool VarFile::open(std::optional<QFile>& file, QIODevice::OpenMode mode)
 {
-    if (file.isOpen())
+    if (isOpen(file))
         return true;
     // A fifo would block, a device have effects of its own.
     if (isSpecialFile(m_path))
         return false;
-    if (openFile(file, mode, m_hasFailed ? OpenAttempts::Once : OpenAttempts::WithRetries))
+    if (!file)
+        file.emplace(m_path);
+    if (openFile(*file, mode, m_hasFailed ? OpenAttempts::Once : OpenAttempts::WithRetries))
         return true;
     m_hasFailed = true;
     return false;
@@ -90,7 +97,7 @@ VarFile::Value VarFile::readWithin(qint64 positionBytes)
 /// \return true when the window reaches the end of the file
 bool VarFile::fillWindow(qint64 positionBytes, qint64 countBytes)
 {
-    const qint64 fileSize = fileSizeBytes(m_reader.handle());
+    const qint64 fileSize = fileSizeBytes(m_reader->handle());
     const qint64 windowEnd = m_windowPositionBytes + m_window.size();
     // Half the bytes wanted are enough at first: a walk in file order then reads each byte about once.
     const qint64 neededEnd = std::min(fileSize, positionBytes + countBytes / 2);
@@ -100,17 +107,17 @@ bool VarFile::fillWindow(qint64 positionBytes, qint64 countBytes)
     m_window.resize(static_cast<qsizetype>(wanted));
     m_windowPositionBytes = positionBytes;
     m_window.truncate(
-        static_cast<qsizetype>(readAt(m_reader.handle(), m_window.data(), wanted, positionBytes)));
+        static_cast<qsizetype>(readAt(m_reader->handle(), m_window.data(), wanted, positionBytes)));
     return positionBytes + wanted >= fileSize || m_window.size() < wanted;
 }
 
 bool VarFile::create()
 {
-    if (m_writer.isOpen())
+    if (isOpen(m_writer))
         return true;
     if (!open(m_writer, QIODevice::WriteOnly | QIODevice::Append))
         return false;
-    m_openedSizeBytes = m_sizeBytes = fileSizeBytes(m_writer.handle());
+    m_openedSizeBytes = m_sizeBytes = fileSizeBytes(m_writer->handle());
     return true;
 }
 
@@ -133,7 +140,7 @@ IoResult VarFile::flush()
 {
     if (m_pending.isEmpty())
         return m_writeResult;
-    m_writeResult = writeAt(m_writer.handle(), m_pending.constData(), m_pending.size(), m_sizeBytes);
+    m_writeResult = writeAt(m_writer->handle(), m_pending.constData(), m_pending.size(), m_sizeBytes);
     if (!m_writeResult.ok()) {
         rollBack();
         return m_writeResult;
@@ -147,23 +154,24 @@ IoResult VarFile::flush()
 
 IoResult VarFile::synchronize()
 {
-    return m_writer.isOpen() ? synchronizeFile(m_writer.handle()) : IoResult();
+    return isOpen(m_writer) ? synchronizeFile(m_writer->handle()) : IoResult();
 }
 
 IoResult VarFile::close()
 {
-    m_reader.close();
-    return m_writer.isOpen() ? closeFile(m_writer) : IoResult();
+    if (m_reader)
+        m_reader->close();
+    return isOpen(m_writer) ? closeFile(*m_writer) : IoResult();
 }
 
 void VarFile::rollBack()
 {
     m_pending.clear();
     m_window.clear();
-    if (!m_writer.isOpen())
+    if (!isOpen(m_writer))
         return;
     // Dead bytes that cannot be cut off do no harm: no record points at them.
-    static_cast<void>(truncateFile(m_writer.handle(), m_openedSizeBytes).ok());
+    static_cast<void>(truncateFile(m_writer->handle(), m_openedSizeBytes).ok());
     m_sizeBytes = m_openedSizeBytes;
 }
 

@@ -10,6 +10,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <optional>
+
 namespace Kiv::Internal
 {
 
@@ -61,13 +63,13 @@ public:
     const QString& path() const { return m_path; }
 
 private:
-    bool open(QFile& file, QIODevice::OpenMode mode);
+    bool open(std::optional<QFile>& file, QIODevice::OpenMode mode);
     Value readWithin(qint64 positionBytes);
     bool fillWindow(qint64 positionBytes, qint64 countBytes);
 
     QString m_path;
-    QFile m_reader;
-    QFile m_writer;
+    std::optional<QFile> m_reader; ///< made when first needed; most series have no companion
+    std::optional<QFile> m_writer;
     bool m_hasFailed = false;     ///< six attempts failed once; each further one is made only once
     qint64 m_openedSizeBytes = 0; ///< when the writer was opened
     qint64 m_sizeBytes = 0;       ///< of what is in the file, as the writer knows it
