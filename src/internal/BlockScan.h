@@ -4,6 +4,8 @@
 
 #include "internal/FileAccess.h"
 
+#include <QByteArrayView>
+
 #include <algorithm>
 #include <memory>
 
@@ -20,8 +22,8 @@ enum class ScanEnd {
 
 /// Reads the whole records from a position to the end of a file, block by block.
 ///
-/// \param visit  called as visit(const char* begin, const char* end) -> bool with the whole records of each block, in
-///               file order; false ends the scan
+/// \param visit  called as visit(QByteArrayView records) -> bool with one or more whole records of `strideBytes`
+///               bytes, in file order; false ends the scan
 /// \return how the scan ended. A partial record at the end is never visited.
 template <typename Visit>
 ScanEnd scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideBytes, Visit visit)
@@ -35,7 +37,7 @@ ScanEnd scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideB
         const qint64 got = readAt(fd, block.get(), wanted, positionBytes) / strideBytes * strideBytes;
         if (got == 0)
             return ScanEnd::ReadFailed;
-        if (!visit(block.get(), block.get() + got))
+        if (!visit(QByteArrayView(block.get(), static_cast<qsizetype>(got))))
             return ScanEnd::ByVisit;
         positionBytes += got;
     }
@@ -43,15 +45,19 @@ ScanEnd scanBlocks(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideB
 }
 
 /// The same record by record.
+///
 /// \param visit  called as visit(const char* bytes) -> bool with the `strideBytes` bytes of each record
 template <typename Visit>
 ScanEnd scanRecords(int fd, qint64 positionBytes, qint64 endBytes, qint64 strideBytes, Visit visit)
 {
-    return scanBlocks(fd, positionBytes, endBytes, strideBytes, [&](const char* bytes, const char* end) {
-        while (bytes != end && visit(bytes))
-            bytes += strideBytes;
-        return bytes == end;
-    });
+    const auto visitEach = [&visit, strideBytes](QByteArrayView records) {
+        for (const char* bytes = records.begin(); bytes != records.end(); bytes += strideBytes) {
+            if (!visit(bytes))
+                return false;
+        }
+        return true;
+    };
+    return scanBlocks(fd, positionBytes, endBytes, strideBytes, visitEach);
 }
 
 } // namespace Kiv::Internal

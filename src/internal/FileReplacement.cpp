@@ -6,24 +6,8 @@
 namespace Kiv::Internal
 {
 
-namespace
-{
-
-using Records = std::vector<Interpolate::DataRecord>;
-
-IoResult writeReplacement(NewRecordFile& file, const Records& records)
-{
-    for (const Interpolate::DataRecord& record : records) {
-        if (const IoResult result = file.add(record); !result.ok())
-            return result;
-    }
-    return file.finish(NewRecordFile::Durability::Synchronized);
-}
-
-} // namespace
-
 ReplacementResult replaceRecordFile(const FilePlace& place, QMetaType::Type type, qint64 baseMs,
-                                    const Records& records)
+                                    const std::function<IoResult(NewRecordFile&)>& write)
 {
     const RecordShape shape(type, place.depth);
     // A replacement that is still due holds the valid records and must not be removed.
@@ -39,13 +23,24 @@ ReplacementResult replaceRecordFile(const FilePlace& place, QMetaType::Type type
         removeSwapFiles(place.path);
         return ReplacementResult::OpenFailed;
     }
-    if (!writeReplacement(file, records).ok()) {
+    if (!write(file).ok() || !file.finish(NewRecordFile::Durability::Synchronized).ok()) {
         removeSwapFiles(place.path);
         return ReplacementResult::WriteFailed;
     }
     copyPermissions(place.path, swapPathOf(place.path));
     const IoResult swapped = shape.isVariable() ? swapPair(place.path) : swapFile(place.path);
     return swapped.ok() ? ReplacementResult::Replaced : ReplacementResult::WriteFailed;
+}
+
+ReplacementResult replaceRecordFile(const FilePlace& place, QMetaType::Type type, qint64 baseMs,
+                                    const std::vector<Interpolate::DataRecord>& records)
+{
+    return replaceRecordFile(place, type, baseMs, [&records](NewRecordFile& file) {
+        IoResult result;
+        for (auto record = records.begin(); record != records.end() && result.ok(); ++record)
+            result = file.add(*record);
+        return result;
+    });
 }
 
 } // namespace Kiv::Internal

@@ -5,14 +5,18 @@
 
 #include "Interpolate.h"
 
+#include "internal/FileAccess.h"
 #include "internal/FilePlace.h"
 
 #include <QMetaType>
 
+#include <functional>
 #include <vector>
 
 namespace Kiv::Internal
 {
+
+class NewRecordFile;
 
 enum class ReplacementResult {
     Replaced,
@@ -20,9 +24,13 @@ enum class ReplacementResult {
     WriteFailed, ///< nothing is logged; what is read next is the old or the new file, complete
 };
 
-/// \param place    of the record file; it need not exist
-/// \param baseMs   its base time
-/// \param records  everything that it is to hold
+/// \param place   of the record file; it need not exist
+/// \param baseMs  its base time
+/// \param write   adds everything that it is to hold; when it fails, the old file stays
+ReplacementResult replaceRecordFile(const FilePlace& place, QMetaType::Type type, qint64 baseMs,
+                                    const std::function<IoResult(NewRecordFile&)>& write);
+
+/// The same with the records that it is to hold.
 ReplacementResult replaceRecordFile(const FilePlace& place, QMetaType::Type type, qint64 baseMs,
                                     const std::vector<Interpolate::DataRecord>& records);
 

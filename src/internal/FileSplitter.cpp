@@ -185,9 +185,7 @@ FileSplitter::Result FileSplitter::splitIfTooLarge(const FilePlace& place) const
     if (place.depth >= kMaxDepth || !isTooLarge(place))
         return Result::NotNeeded;
     const RecordShape shape(m_type, place.depth);
-    // A bool and a float are written anew, which makes one pattern of the many that a damaged file may hold.
-    const bool keepsBytes = !shape.isVariable() && shape.isExact() && shape.coding != ValueCoding::Bool;
-    return keepsBytes ? splitBytes(place, shape) : splitRecords(place);
+    return NewRecordFile::canAddBytes(shape) ? splitBytes(place, shape) : splitRecords(place);
 }
 
 /// Splits a file record by record, each value through its type.

@@ -36,8 +36,17 @@ IoResult NewRecordFile::add(const Interpolate::DataRecord& record)
     return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
 }
 
+bool NewRecordFile::canAddBytes(const RecordShape& shape)
+{
+    return !shape.isVariable() && shape.isExact() && shape.coding != ValueCoding::Bool;
+}
+
 IoResult NewRecordFile::addBytes(QByteArrayView records, qint64 baseMs, const RecordShape& shape)
 {
+    if (baseMs == m_baseMs && shape.offsetWidth == m_shape.offsetWidth) {
+        m_pending.append(records);
+        return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
+    }
     const qint64 count = records.size() / shape.strideBytes();
     const qsizetype oldSize = m_pending.size();
     m_pending.resize(oldSize + static_cast<qsizetype>(count * m_shape.strideBytes()));

@@ -30,6 +30,10 @@ public:
 
     IoResult add(const Interpolate::DataRecord& record);
 
+    /// True when values of a shape keep their bytes from file to file. A bool and a float are written anew, which
+    /// makes one pattern of the many that a damaged file may hold.
+    static bool canAddBytes(const RecordShape& shape);
+
     /// Adds the records of another file of the same type, whose values keep their bytes.
     /// \param baseMs, shape  of that file
     IoResult addBytes(QByteArrayView records, qint64 baseMs, const RecordShape& shape);

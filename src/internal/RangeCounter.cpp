@@ -87,8 +87,8 @@ bool RangeCounter::countRecords(RecordFile& file)
     qint64 count = 0;
     const ScanEnd end = visitShape(shape, [&](auto width, auto coding) {
         constexpr qint64 kStride = width() + valueBytesOfCoding(coding());
-        const auto visit = [&](const char* bytes, const char* blockEnd) {
-            for (; bytes != blockEnd; bytes += kStride) {
+        const auto visit = [&](QByteArrayView records) {
+            for (const char* bytes = records.begin(); bytes != records.end(); bytes += kStride) {
                 const qint64 timestamp = baseMs + decodeOffsetOfWidth<width()>(bytes);
                 if (timestamp > endMs)
                     return false;

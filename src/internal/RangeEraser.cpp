@@ -4,13 +4,16 @@
 
 #include "internal/FileReplacement.h"
 #include "internal/LogTexts.h"
+#include "internal/NewRecordFile.h"
 #include "internal/RecordFile.h"
+#include "internal/RecordRuns.h"
 #include "internal/SwapFiles.h"
 #include "internal/TreeCursor.h"
 
 #include <QDir>
 #include <QFileInfo>
 
+#include <cerrno>
 #include <utility>
 
 namespace Kiv::Internal
@@ -28,6 +31,99 @@ void removeUpwards(QString directory)
             return;
         directory.truncate(slash);
     }
+}
+
+/// What became of a file of which records may have to be kept.
+enum class Rewritten { Done, NothingKept, NotReadable, OpenFailed, WriteFailed };
+
+Rewritten outcomeOf(ReplacementResult result)
+{
+    switch (result) {
+    case ReplacementResult::Replaced:
+        return Rewritten::Done;
+    case ReplacementResult::OpenFailed:
+        return Rewritten::OpenFailed;
+    case ReplacementResult::WriteFailed:
+        break;
+    }
+    return Rewritten::WriteFailed;
+}
+
+/// Keeps the records outside the range, each value through its type.
+Rewritten recodeKept(RecordFile& file, const FilePlace& place, QMetaType::Type type, const TimeRange& deleted)
+{
+    std::vector<Interpolate::DataRecord> records;
+    const auto isKept = [&deleted](qint64 timestamp) {
+        return timestamp < deleted.fromMs || timestamp > deleted.toMs;
+    };
+    if (!file.readAll(records, isKept))
+        return Rewritten::NotReadable;
+    if (records.empty())
+        return Rewritten::NothingKept;
+    return outcomeOf(replaceRecordFile(place, type, file.baseMs(), records));
+}
+
+/// The records at the front of a file that are all kept or all deleted.
+struct Front {
+    bool areKept = false;
+    qint64 bytes = 0;
+    ScanEnd end = ScanEnd::AtEnd; ///< ByVisit: other records follow
+};
+
+Front frontOf(const RecordFile& file, const TimeRange& deleted)
+{
+    Front front;
+    const RecordShape& shape = file.shape();
+    const auto visit = [&](QByteArrayView records) {
+        if (front.bytes == 0)
+            front.areKept = leadingBytesWithin(records, shape, file.baseMs(), deleted) == 0;
+        const qsizetype run = front.areKept ? leadingBytesOutside(records, shape, file.baseMs(), deleted)
+                                            : leadingBytesWithin(records, shape, file.baseMs(), deleted);
+        front.bytes += run;
+        return run == records.size();
+    };
+    front.end = scanBlocks(file.handle(), 0, file.sizeBytes(), shape.strideBytes(), visit);
+    return front;
+}
+
+/// Copies the kept records from a position on.
+/// \param isRead  out: false when not all could be read
+IoResult copyInto(NewRecordFile& replacement, const RecordFile& file, qint64 positionBytes,
+                  const TimeRange& deleted, bool& isRead)
+{
+    IoResult written;
+    const RecordShape& shape = file.shape();
+    const auto visit = [&](QByteArrayView records) {
+        while (!records.isEmpty() && written.ok()) {
+            const qsizetype kept = leadingBytesOutside(records, shape, file.baseMs(), deleted);
+            written = replacement.addBytes(records.first(kept), file.baseMs(), shape);
+            records = records.sliced(kept);
+            records = records.sliced(leadingBytesWithin(records, shape, file.baseMs(), deleted));
+        }
+        return written.ok();
+    };
+    const ScanEnd end =
+        scanBlocks(file.handle(), positionBytes, file.sizeBytes(), shape.strideBytes(), visit);
+    isRead = end != ScanEnd::ReadFailed;
+    return isRead ? written : IoResult(EIO);
+}
+
+/// Keeps the records outside the range, their values as the bytes that they are.
+Rewritten copyKept(RecordFile& file, const FilePlace& place, QMetaType::Type type, const TimeRange& deleted)
+{
+    // No replacement is begun before there is something to keep.
+    const Front front = frontOf(file, deleted);
+    if (front.end == ScanEnd::ReadFailed)
+        return Rewritten::NotReadable;
+    if (front.end == ScanEnd::AtEnd && !front.areKept)
+        return Rewritten::NothingKept;
+    const qint64 firstKept = front.areKept ? 0 : front.bytes;
+    bool isRead = true;
+    const auto copy = [&](NewRecordFile& replacement) {
+        return copyInto(replacement, file, firstKept, deleted, isRead);
+    };
+    const ReplacementResult result = replaceRecordFile(place, type, file.baseMs(), copy);
+    return isRead ? outcomeOf(result) : Rewritten::NotReadable;
 }
 
 } // namespace
@@ -75,27 +171,31 @@ RangeEraser::Continue RangeEraser::eraseInFile(const FilePlace& place, qint64 ba
         queueForRemoval(place);
         return afterThis;
     }
-    std::vector<Interpolate::DataRecord> records;
-    const auto isKept = [fromMs, toMs](qint64 timestamp) { return timestamp < fromMs || timestamp > toMs; };
-    if (!file.readAll(records, isKept))
-        return afterThis;
-    if (records.empty()) {
-        queueForRemoval(place);
-        return afterThis;
-    }
-    switch (replaceRecordFile(place, m_stored.m_valueType, baseMs, records)) {
-    case ReplacementResult::Replaced:
+    eraseRecords(file, place, {fromMs, toMs});
+    return afterThis;
+}
+
+/// Takes the records of a range out of a file. A file that cannot be read is left as it is.
+void RangeEraser::eraseRecords(RecordFile& file, const FilePlace& place, const TimeRange& deleted)
+{
+    const auto keep = NewRecordFile::canAddBytes(file.shape()) ? copyKept : recodeKept;
+    switch (keep(file, place, m_stored.m_valueType, deleted)) {
+    case Rewritten::Done:
         // The replacement is compact already; this leaves its line in the log.
         logLine(LogTexts::kReorganize, varPathOf(place.path));
         break;
-    case ReplacementResult::OpenFailed:
+    case Rewritten::NothingKept:
+        queueForRemoval(place);
+        break;
+    case Rewritten::NotReadable:
+        break;
+    case Rewritten::OpenFailed:
         logLine(LogTexts::kDeleteOpenForWrite, place.path);
         break;
-    case ReplacementResult::WriteFailed:
+    case Rewritten::WriteFailed:
         logLine(LogTexts::kDeleteWriteFailed, place.path);
         break;
     }
-    return afterThis;
 }
 
 void RangeEraser::queueForRemoval(const FilePlace& place)

@@ -18,6 +18,9 @@ class TSFileStorage;
 namespace Kiv::Internal
 {
 
+class RecordFile;
+struct TimeRange;
+
 class RangeEraser
 {
 public:
@@ -34,6 +37,7 @@ private:
     enum class Continue { Yes, No };
 
     Continue eraseInFile(const FilePlace& place, qint64 baseMs, qint64 fromMs, qint64 toMs);
+    void eraseRecords(RecordFile& file, const FilePlace& place, const TimeRange& deleted);
     void queueForRemoval(const FilePlace& place);
     void removeQueued();
     void removeEmptyDirectories();

@@ -100,6 +100,7 @@ const std::map<std::string, Layer> kLayers = {
     {"RecordEncoder", Layer::Operations},
     {"RecordFile", Layer::Operations},
     {"RecordFileWriter", Layer::Operations},
+    {"RecordRuns", Layer::Operations},
     {"SampleBatch", Layer::Operations},
     {"ShapeDispatch", Layer::Operations},
     {"TSFileColumns", Layer::Operations},
