@@ -6,6 +6,7 @@
 #include "internal/MeanKernels.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
@@ -23,13 +24,33 @@ bool isSet(const Interpolate::DataRecord& extreme)
     return !extreme.value.isNull();
 }
 
-/// Median of a non-empty vector, which it sorts; NaN counts as greater than every number.
+/// True when no value is NaN and equal ones are equal bit for bit: every way to order them then ends alike.
+bool haveOneOrder(const std::vector<double>& values)
+{
+    constexpr auto kNegativeZero = std::bit_cast<quint64>(-0.0);
+    bool isOrdinary = true;
+    for (const double value : values)
+        isOrdinary &= !std::isnan(value) & (std::bit_cast<quint64>(value) != kNegativeZero);
+    return isOrdinary;
+}
+
+double middleOf(double lower, double upper)
+{
+    return (lower + upper) * 0.5;
+}
+
+/// Median of a non-empty vector, which it reorders; NaN counts as greater than every number.
 double medianOf(std::vector<double>& values)
 {
+    const bool isOdd = values.size() % 2 == 1;
+    const auto half = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    if (haveOneOrder(values)) {
+        std::nth_element(values.begin(), half, values.end());
+        return isOdd ? *half : middleOf(*std::max_element(values.begin(), half), *half);
+    }
     std::sort(values.begin(), values.end(),
               [](double a, double b) { return std::isnan(b) ? !std::isnan(a) : a < b; });
-    const std::size_t half = values.size() / 2;
-    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) * 0.5;
+    return isOdd ? *half : middleOf(*(half - 1), *half);
 }
 
 } // namespace

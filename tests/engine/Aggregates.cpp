@@ -5,8 +5,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <random>
 
 using namespace Kiv;
 using namespace Kiv::Testing;
@@ -17,6 +19,7 @@ namespace
 {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 /// The result for one interval that holds the given values.
 Texts overOneInterval(const char* method, const std::vector<QVariant>& values)
@@ -291,6 +294,48 @@ TEST(Median, NaNComesLast)
     EXPECT_EQ(log.lines.size(), 0U);
     EXPECT_THAT(overOneInterval("median", {kNaN, kNaN, 1.0}), ElementsAre("10:0"));
     EXPECT_EQ(log.lines.size(), 1U);
+}
+
+/// Values of which many are equal, with zeros of both signs, infinities and NaN where they are wanted.
+std::vector<double> randomValues(std::mt19937& random, bool withNaN)
+{
+    constexpr double kSpecial[] = {0.0, -0.0, kInfinity, -kInfinity, kNaN};
+    const auto below = [&random](std::size_t count) { return random() % count; };
+    const std::size_t specialCount = std::size(kSpecial) - (withNaN ? 0 : 1);
+    const bool isPlain = below(2) == 0;
+    std::vector<double> values(1 + below(100));
+    for (double& value : values) {
+        const double ordinary = (static_cast<double>(below(21)) - 10.0) * 0.3;
+        value = isPlain || below(3) > 0 ? ordinary : kSpecial[below(specialCount)];
+    }
+    return values;
+}
+
+TEST(Median, IsTheMiddleOfTheSortedValuesBitForBit)
+{
+    LogCapture log;
+    std::mt19937 random{7};
+    for (int round = 0; round < 4000; ++round) {
+        std::vector<double> values = randomValues(random, round % 4 == 0);
+        Records series;
+        for (std::size_t i = 0; i < values.size(); ++i)
+            series.push_back({at(static_cast<double>(i) * 0.05), QVariant(values[i])});
+        series.push_back({at(20), QVariant(1.0)});
+
+        std::sort(values.begin(), values.end(),
+                  [](double a, double b) { return std::isnan(b) ? !std::isnan(a) : a < b; });
+        const std::size_t half = values.size() / 2;
+        double expected = values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) * 0.5;
+        // What is no number is a log line and a zero.
+        if (!std::isfinite(expected))
+            expected = 0.0;
+
+        const Records output = serve(request("median", 10, 10, series)).output;
+        ASSERT_EQ(output.size(), 1U);
+        const double median = output.front().value.toDouble();
+        ASSERT_EQ(median, expected) << "round " << round;
+        ASSERT_EQ(std::signbit(median), std::signbit(expected)) << "round " << round;
+    }
 }
 
 TEST(Mode, TakesTheLargestValueNotTheMostFrequent)
