@@ -206,7 +206,11 @@ void RangeEraser::queueForRemoval(const FilePlace& place)
 
 void RangeEraser::removeQueued()
 {
+    const bool hasCompanions = valueCodingForType(m_stored.m_valueType) == ValueCoding::VarPosition;
     for (const QString& path : std::as_const(m_queuedPaths)) {
+        // The old records must never be alone with the companion of a replacement that is still due.
+        if (hasCompanions)
+            static_cast<void>(completeSwap(path));
         removeSwapFiles(path);
         if (!removeFile(path).ok())
             logLine(LogTexts::kRemoveFile, path);

@@ -94,6 +94,39 @@ TEST_F(CrashedDelete, OfWholeFilesLeavesEachOneWholeOrGone)
     }
 }
 
+TEST_F(CrashedDelete, OfAWholeFileWhoseReplacementIsDueLeavesNoWrongSample)
+{
+    const qint64 halfAYearMs = qint64{183} * 24 * 3600 * 1000;
+    const Records before = series(QMetaType::QString, utc(2022) + 10, 8, halfAYearMs);
+    const auto eraseOne = [&before](TSFileStorage& series) {
+        series.deleteDataRecords(before[2].timestamp, before[2].timestamp, QString());
+    };
+    const auto eraseTwoYears = [](TSFileStorage& series) {
+        series.deleteDataRecords(utc(2023), utc(2025) - 1, QString());
+    };
+    const Records outside = {before[0], before[1], before[6], before[7]};
+    const Texts stored = textsOf(joined(outside, {before[3], before[4], before[5]}));
+    // The last call of a delete inside a file is the rename of its record file.
+    const auto prepareDue = [&] {
+        FaultsForTest faults;
+        prepare(QMetaType::QString, before);
+        faults.failCall(0, Failure::Once);
+        eraseOne(*storage);
+        const auto lastCall = static_cast<int>(faults.calls.size());
+        prepare(QMetaType::QString, before);
+        faults.failCall(lastCall, Failure::Crash);
+        eraseOne(*storage);
+        ASSERT_EQ(faults.calls.back(), "rename");
+    };
+    crashAtEveryCall(prepareDue, eraseTwoYears, [&](const Records& found) {
+        const Texts texts = textsOf(found);
+        ASSERT_EQ(strangers(texts, stored), Texts{});
+        ASSERT_EQ(missing(texts, textsOf(outside)), Texts{});
+        eraseTwoYears(*storage);
+        ASSERT_EQ(foundTexts(), textsOf(outside));
+    });
+}
+
 TEST_F(CrashedDelete, InsideAFileAtAnyByteLeavesAllSamplesOrAllButTheDeleted)
 {
     for (const QMetaType::Type type : {QMetaType::Double, QMetaType::QString}) {
