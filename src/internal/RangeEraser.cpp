@@ -14,6 +14,8 @@
 #include <QFileInfo>
 
 #include <cerrno>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace Kiv::Internal
@@ -32,6 +34,37 @@ void removeUpwards(QString directory)
         directory.truncate(slash);
     }
 }
+
+/// Remembers what lies in the directory it was asked about last, so that asking for files that are not there
+/// costs no system call each.
+class DirectoryNames
+{
+public:
+    /// False when there is no entry of that path; true when there is one, or the directory cannot be read.
+    bool mayHold(const QString& path)
+    {
+        const qsizetype slash = path.lastIndexOf(u'/');
+        if (QStringView(path).first(slash) != m_directory)
+            read(path.first(slash));
+        return !m_isRead || m_names.count(path.sliced(slash + 1)) > 0;
+    }
+
+private:
+    void read(const QString& directory)
+    {
+        m_directory = directory;
+        m_names.clear();
+        std::error_code error;
+        std::filesystem::directory_iterator entry(QFile::encodeName(directory).toStdString(), error);
+        for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
+            m_names.insert(QFile::decodeName(entry->path().filename().c_str()));
+        m_isRead = !error;
+    }
+
+    QString m_directory;
+    std::set<QString> m_names;
+    bool m_isRead = false;
+};
 
 /// What became of a file of which records may have to be kept.
 enum class Rewritten { Done, NothingKept, NotReadable, OpenFailed, WriteFailed };
@@ -207,15 +240,20 @@ void RangeEraser::queueForRemoval(const FilePlace& place)
 void RangeEraser::removeQueued()
 {
     const bool hasCompanions = valueCodingForType(m_stored.m_valueType) == ValueCoding::VarPosition;
+    DirectoryNames names;
     for (const QString& path : std::as_const(m_queuedPaths)) {
+        const QString replacement = swapPathOf(path);
+        const bool mayHoldReplacement = names.mayHold(replacement);
         // The old records must never be alone with the companion of a replacement that is still due.
-        if (hasCompanions)
+        if (hasCompanions && mayHoldReplacement)
             static_cast<void>(completeSwap(path));
-        removeSwapFiles(path);
+        if (mayHoldReplacement || names.mayHold(varPathOf(replacement)))
+            removeSwapFiles(path);
         if (!removeFile(path).ok())
             logLine(LogTexts::kRemoveFile, path);
-        if (fileExists(varPathOf(path)) && !removeFile(varPathOf(path)).ok())
-            logLine(LogTexts::kRemoveVarFile, varPathOf(path));
+        const QString companion = varPathOf(path);
+        if (names.mayHold(companion) && fileExists(companion) && !removeFile(companion).ok())
+            logLine(LogTexts::kRemoveVarFile, companion);
     }
 }
 
