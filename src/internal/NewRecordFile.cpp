@@ -12,6 +12,9 @@ namespace
 
 constexpr qsizetype kMaxPendingBytes = 1024 * 1024;
 
+/// From so many bytes on a write of their own costs less than a copy.
+constexpr qsizetype kMinDirectBytes = 64 * 1024;
+
 } // namespace
 
 NewRecordFile::NewRecordFile(const QString& path, const RecordShape& shape, qint64 baseMs)
@@ -43,10 +46,8 @@ bool NewRecordFile::canAddBytes(const RecordShape& shape)
 
 IoResult NewRecordFile::addBytes(QByteArrayView records, qint64 baseMs, const RecordShape& shape)
 {
-    if (baseMs == m_baseMs && shape.offsetWidth == m_shape.offsetWidth) {
-        m_pending.append(records);
-        return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
-    }
+    if (baseMs == m_baseMs && shape.offsetWidth == m_shape.offsetWidth)
+        return addUnchanged(records);
     const qint64 count = records.size() / shape.strideBytes();
     const qsizetype oldSize = m_pending.size();
     m_pending.resize(oldSize + static_cast<qsizetype>(count * m_shape.strideBytes()));
@@ -62,10 +63,26 @@ IoResult NewRecordFile::addBytes(QByteArrayView records, qint64 baseMs, const Re
     return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
 }
 
+IoResult NewRecordFile::addUnchanged(QByteArrayView records)
+{
+    if (records.size() >= kMinDirectBytes) {
+        const IoResult flushed = flush();
+        return flushed.ok() ? write(records) : flushed;
+    }
+    m_pending.append(records);
+    return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
+}
+
+IoResult NewRecordFile::write(QByteArrayView bytes)
+{
+    const IoResult result = writeAt(m_file.handle(), bytes.data(), bytes.size(), m_sizeBytes);
+    m_sizeBytes += bytes.size();
+    return result;
+}
+
 IoResult NewRecordFile::flush()
 {
-    const IoResult result = writeAt(m_file.handle(), m_pending.constData(), m_pending.size(), m_sizeBytes);
-    m_sizeBytes += m_pending.size();
+    const IoResult result = write(m_pending);
     m_pending.clear();
     return result;
 }

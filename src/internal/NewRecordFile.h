@@ -44,6 +44,8 @@ public:
     IoResult finish(Durability durability);
 
 private:
+    IoResult addUnchanged(QByteArrayView records);
+    IoResult write(QByteArrayView bytes);
     IoResult flush();
     IoResult flushAll(Durability durability);
 
