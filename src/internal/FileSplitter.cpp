@@ -4,6 +4,7 @@
 #include "internal/LogTexts.h"
 #include "internal/NewRecordFile.h"
 #include "internal/RecordFile.h"
+#include "internal/RecordRuns.h"
 #include "internal/SwapFiles.h"
 #include "internal/VarFile.h"
 
@@ -47,15 +48,11 @@ public:
     /// \param bytes  in: the records of a file; out: what is left of them
     Status addRun(QByteArrayView& bytes, qint64 baseMs, const RecordShape& shape)
     {
-        const qint64 stride = shape.strideBytes();
-        const auto timestampAt = [&](qint64 position) {
-            return baseMs + decodeOffset(bytes.data() + position, shape.offsetWidth);
-        };
-        if (const Status status = enterPeriodOf(timestampAt(0)); status != Status::Ok)
+        const qint64 firstMs = baseMs + decodeOffset(bytes.data(), shape.offsetWidth);
+        if (const Status status = enterPeriodOf(firstMs); status != Status::Ok)
             return status;
-        qint64 end = stride;
-        while (end < bytes.size() && isInPeriod(timestampAt(end)))
-            end += stride;
+        const TimeRange period{m_periodStartMs, m_periodLastMs};
+        const qsizetype end = leadingBytesWithin(bytes, shape, baseMs, period);
         const bool isStored = m_part->addBytes(bytes.first(end), baseMs, shape).ok();
         bytes = bytes.sliced(end);
         return isStored ? Status::Ok : Status::WriteFailed;
