@@ -26,11 +26,6 @@ FileImage::FileImage(int fd, qint64 sizeBytes, qint64 unitBytes)
 {
 }
 
-qint64 FileImage::sizeBytes() const
-{
-    return changedEnd() + (m_restSizeBytes - m_restStart);
-}
-
 void FileImage::load()
 {
     if (m_isLoaded)

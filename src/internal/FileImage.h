@@ -23,10 +23,26 @@ public:
     /// \param unitBytes  length of what must not be found half old and half new: a record
     FileImage(int fd, qint64 sizeBytes, qint64 unitBytes);
 
-    qint64 sizeBytes() const;
+    qint64 sizeBytes() const { return changedEnd() + (m_restSizeBytes - m_restStart); }
 
     /// Copies bytes of the image. \return how many there were before its end
     qint64 read(qint64 positionBytes, char* bytes, qint64 countBytes);
+
+    /// Bytes of the image where they lie, until it changes; null when they are not in one piece in memory.
+    const char* peek(qint64 positionBytes, qint64 countBytes) const
+    {
+        if (positionBytes >= changedEnd())
+            return m_isLoaded && positionBytes + countBytes <= sizeBytes()
+                       ? m_rest.constData() + (positionBytes - changedEnd() + m_restStart)
+                       : nullptr;
+        if (positionBytes >= m_changedStart)
+            return positionBytes + countBytes <= changedEnd()
+                       ? m_changed.constData() + (positionBytes - m_changedStart)
+                       : nullptr;
+        return m_isLoaded && positionBytes + countBytes <= m_changedStart
+                   ? m_original.constData() + positionBytes
+                   : nullptr;
+    }
 
     /// Replaces bytes from a position on, growing the image at its end.
     void write(qint64 positionBytes, const char* bytes, qint64 countBytes);

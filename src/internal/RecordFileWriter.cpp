@@ -90,11 +90,12 @@ RecordFileWriter::Found RecordFileWriter::readAt(qint64 positionBytes)
 RecordFileWriter::Found RecordFileWriter::search(qint64 timestampMs)
 {
     const qint64 recordCount = m_trackedSizeBytes / m_shape.recordSize();
-    const auto offsetAt = [this](qint64 positionBytes, qint64, qint64) {
+    const int width = m_shape.offsetWidth;
+    const auto offsetAt = [this, width](qint64 positionBytes, qint64, qint64) {
+        if (const char* const bytes = m_image.peek(positionBytes, width))
+            return decodeOffset(bytes, width);
         char bytes[kMaxRecordBytes] = {};
-        const qint64 width = m_shape.offsetWidth;
-        return m_image.read(positionBytes, bytes, width) == width ? decodeOffset(bytes, m_shape.offsetWidth)
-                                                                  : 0;
+        return m_image.read(positionBytes, bytes, width) == width ? decodeOffset(bytes, width) : 0;
     };
     return readAt(searchRecords(recordCount, m_shape.recordSize(), saturatingSubtract(timestampMs, m_baseMs),
                                 offsetAt));
