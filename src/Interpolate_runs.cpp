@@ -5,12 +5,36 @@
 
 #include "internal/MeanKernels.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace Kiv
 {
 
 using namespace Internal;
+
+namespace
+{
+
+/// Samples that are looked at together for an extreme; most stretches hold none.
+constexpr std::size_t kStretch = 16;
+
+/// The extreme of a stretch and of one known before, in lanes that the processor reduces side by side. NaN is no extreme.
+template <typename IsBeyond>
+double extremeOfStretch(const double* values, double known, IsBeyond isBeyond)
+{
+    constexpr std::size_t kLanes = 4;
+    double lanes[kLanes] = {known, known, known, known};
+    for (std::size_t i = 0; i < kStretch; i += kLanes) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane)
+            lanes[lane] = isBeyond(values[i + lane], lanes[lane]) ? values[i + lane] : lanes[lane];
+    }
+    for (std::size_t lane = 1; lane < kLanes; ++lane)
+        lanes[0] = isBeyond(lanes[lane], lanes[0]) ? lanes[lane] : lanes[0];
+    return lanes[0];
+}
+
+} // namespace
 
 bool Interpolate::takesSamples() const
 {
@@ -112,6 +136,7 @@ void Interpolate::addToMean(const double* values, std::size_t count)
     aggCount += static_cast<qint64>(count);
 }
 
+/// Of equal extremes the first one stays.
 template <Interpolate::Extreme kind>
 void Interpolate::updateExtreme(DataRecord& extremeRecord, const qint64* timestamps, const double* values,
                                 std::size_t count)
@@ -119,10 +144,19 @@ void Interpolate::updateExtreme(DataRecord& extremeRecord, const qint64* timesta
     const bool isUnset = extremeRecord.value.isNull();
     double extreme = isUnset ? values[0] : extremeRecord.value.toDouble();
     std::size_t found = isUnset ? 0 : count;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (kind == Extreme::Min ? values[i] < extreme : values[i] > extreme) {
-            extreme = values[i];
-            found = i;
+    const auto isBeyond = [](double value, double known) {
+        return kind == Extreme::Min ? value < known : value > known;
+    };
+    for (std::size_t begin = 0; begin < count; begin += kStretch) {
+        const std::size_t end = std::min(begin + kStretch, count);
+        if (end - begin == kStretch &&
+            !isBeyond(extremeOfStretch(values + begin, extreme, isBeyond), extreme))
+            continue;
+        for (std::size_t i = begin; i < end; ++i) {
+            if (isBeyond(values[i], extreme)) {
+                extreme = values[i];
+                found = i;
+            }
         }
     }
     if (found < count)
