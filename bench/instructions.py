@@ -17,7 +17,7 @@ import sys
 import tempfile
 from concurrent.futures import ThreadPoolExecutor
 
-ROWS = ("W1/-/day", "W3c/-/hour", "R1q/-/day", "R1/whole/day", "R2/mean/day", "R2/min/day", "R2/count/day")
+ROWS = ("W1/records/day", "W1/columns/day", "W3c/-/hour", "R1q/-/day", "R1/whole/day", "R2/mean/day", "R2/min/day", "R2/count/day")
 SAMPLES = 500_000
 ALLOWED_RISE = 0.10
 

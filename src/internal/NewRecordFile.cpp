@@ -1,6 +1,7 @@
 #include "internal/NewRecordFile.h"
 
 #include "internal/RecordEncoder.h"
+#include "internal/ShapeDispatch.h"
 
 #include <cstring>
 
@@ -14,6 +15,33 @@ constexpr qsizetype kMaxPendingBytes = 1024 * 1024;
 
 /// From so many bytes on a write of their own costs less than a copy.
 constexpr qsizetype kMinDirectBytes = 64 * 1024;
+
+/// Copies records to offsets of another width from another base time.
+template <int fromWidth, int toWidth, std::size_t valueBytes>
+void recodeValues(const char* from, qint64 count, qint64 shiftMs, char* to)
+{
+    for (qint64 i = 0; i < count; ++i) {
+        encodeOffsetOfWidth<toWidth>(to, decodeOffsetOfWidth<fromWidth>(from) + shiftMs);
+        std::memcpy(to + toWidth, from + fromWidth, valueBytes);
+        from += fromWidth + valueBytes;
+        to += toWidth + valueBytes;
+    }
+}
+
+template <int fromWidth, int toWidth>
+void recode(const char* from, qint64 count, int valueBytes, qint64 shiftMs, char* to)
+{
+    switch (valueBytes) {
+    case 1:
+        return recodeValues<fromWidth, toWidth, 1>(from, count, shiftMs, to);
+    case 2:
+        return recodeValues<fromWidth, toWidth, 2>(from, count, shiftMs, to);
+    case 4:
+        return recodeValues<fromWidth, toWidth, 4>(from, count, shiftMs, to);
+    default:
+        return recodeValues<fromWidth, toWidth, 8>(from, count, shiftMs, to);
+    }
+}
 
 } // namespace
 
@@ -51,15 +79,13 @@ IoResult NewRecordFile::addBytes(QByteArrayView records, qint64 baseMs, const Re
     const qint64 count = records.size() / shape.strideBytes();
     const qsizetype oldSize = m_pending.size();
     m_pending.resize(oldSize + static_cast<qsizetype>(count * m_shape.strideBytes()));
-    const char* from = records.data();
-    char* to = m_pending.data() + oldSize;
-    for (qint64 i = 0; i < count; ++i) {
-        encodeOffset(to, m_shape.offsetWidth, baseMs + decodeOffset(from, shape.offsetWidth) - m_baseMs);
-        std::memcpy(to + m_shape.offsetWidth, from + shape.offsetWidth,
-                    static_cast<std::size_t>(shape.valueBytes()));
-        from += shape.strideBytes();
-        to += m_shape.strideBytes();
-    }
+    char* const to = m_pending.data() + oldSize;
+    const qint64 shiftMs = baseMs - m_baseMs;
+    visitWidth(shape.offsetWidth, [&](auto fromWidth) {
+        visitWidth(m_shape.offsetWidth, [&](auto toWidth) {
+            recode<fromWidth(), toWidth()>(records.data(), count, shape.valueBytes(), shiftMs, to);
+        });
+    });
     return m_pending.size() > kMaxPendingBytes ? flush() : IoResult();
 }
 

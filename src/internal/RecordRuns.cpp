@@ -1,5 +1,7 @@
 #include "internal/RecordRuns.h"
 
+#include "internal/ShapeDispatch.h"
+
 namespace Kiv::Internal
 {
 
@@ -23,16 +25,9 @@ template <bool within>
 qsizetype leadingBytes(QByteArrayView records, const RecordShape& shape, qint64 baseMs,
                        const TimeRange& range)
 {
-    switch (shape.offsetWidth) {
-    case 5:
-        return leadingBytesOfWidth<5, within>(records, shape.strideBytes(), baseMs, range);
-    case 4:
-        return leadingBytesOfWidth<4, within>(records, shape.strideBytes(), baseMs, range);
-    case 3:
-        return leadingBytesOfWidth<3, within>(records, shape.strideBytes(), baseMs, range);
-    default:
-        return leadingBytesOfWidth<2, within>(records, shape.strideBytes(), baseMs, range);
-    }
+    return visitWidth(shape.offsetWidth, [&](auto width) {
+        return leadingBytesOfWidth<width(), within>(records, shape.strideBytes(), baseMs, range);
+    });
 }
 
 } // namespace

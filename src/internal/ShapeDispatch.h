@@ -13,22 +13,28 @@ namespace Kiv::Internal
 template <int width>
 using WidthConstant = std::integral_constant<int, width>;
 
-/// Calls `visit(WidthConstant<...>(), CodingConstant<...>())` with those of a shape. Offsets of a shape without a
-/// depth count as 2.
+/// Calls `visit(WidthConstant<...>())` with the width of an offset. Offsets of a shape without a depth count as 2.
+template <typename Visit>
+auto visitWidth(int width, Visit visit)
+{
+    switch (width) {
+    case 5:
+        return visit(WidthConstant<5>());
+    case 4:
+        return visit(WidthConstant<4>());
+    case 3:
+        return visit(WidthConstant<3>());
+    default:
+        return visit(WidthConstant<2>());
+    }
+}
+
+/// Calls `visit(WidthConstant<...>(), CodingConstant<...>())` with those of a shape.
 template <typename Visit>
 auto visitShape(const RecordShape& shape, Visit visit)
 {
     return visitCoding(shape.coding, [&](auto coding) {
-        switch (shape.offsetWidth) {
-        case 5:
-            return visit(WidthConstant<5>(), coding);
-        case 4:
-            return visit(WidthConstant<4>(), coding);
-        case 3:
-            return visit(WidthConstant<3>(), coding);
-        default:
-            return visit(WidthConstant<2>(), coding);
-        }
+        return visitWidth(shape.offsetWidth, [&](auto width) { return visit(width, coding); });
     });
 }
 
