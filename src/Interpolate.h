@@ -136,6 +136,17 @@ public:
     /// \return false when no further sample is wanted; the rest of these is then not taken
     bool handleNextSamples(const qint64* timestamps, const double* values, std::size_t count);
 
+    /// The least and the greatest of some timestamps, or what lies beyond them.
+    struct TimestampBounds {
+        qint64 leastMs;
+        qint64 greatestMs;
+    };
+
+    /// The same where bounds of the timestamps are known; samples that all lie in one interval are then not looked
+    /// at for its end.
+    bool handleNextSamples(const qint64* timestamps, const double* values, std::size_t count,
+                           const TimestampBounds& bounds);
+
     /// Closes the last intervals. Never throws.
     void finalize();
 

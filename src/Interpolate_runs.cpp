@@ -48,6 +48,13 @@ bool Interpolate::deliversRecords() const
 
 bool Interpolate::handleNextSamples(const qint64* timestamps, const double* values, std::size_t count)
 {
+    using Limits = std::numeric_limits<qint64>;
+    return handleNextSamples(timestamps, values, count, {Limits::min(), Limits::max()});
+}
+
+bool Interpolate::handleNextSamples(const qint64* timestamps, const double* values, std::size_t count,
+                                    const TimestampBounds& bounds)
+{
     std::size_t begin = 0;
     while (begin < count) {
         if (!isInsideInterval(timestamps[begin])) {
@@ -58,7 +65,8 @@ bool Interpolate::handleNextSamples(const qint64* timestamps, const double* valu
         }
         // In a linear read a sample before the range makes the next one only remembered.
         const qint64 leastBeforeNext = linear && !nextPass ? readStart : std::numeric_limits<qint64>::min();
-        std::size_t end = begin + 1;
+        const bool areAllInside = bounds.greatestMs < intervalEnd && bounds.leastMs >= leastBeforeNext;
+        std::size_t end = areAllInside ? count : begin + 1;
         while (end < count && timestamps[end] < intervalEnd && timestamps[end - 1] >= leastBeforeNext)
             ++end;
         if (!takeRun(timestamps + begin, values + begin, end - begin))

@@ -24,11 +24,41 @@ constexpr qint64 kBlockBytes = 256 * 1024;
 /// So that the columns of one block never hold more than a column reader hands out.
 constexpr qint64 kMaxBlockRecords = TSFileColumnReader::kMaxBlockSize;
 
+constexpr std::size_t kColumnLength = 512;
+
 /// Room is made at once for this many records at most.
 constexpr qint64 kMaxReservedCount = qint64{1} << 24;
 
+} // namespace
+
 /// Samples that are decoded before the engine sees them; so many that both columns stay in the nearest cache.
-constexpr std::size_t kColumnLength = 512;
+struct RangeReader::SampleColumns {
+    std::array<qint64, kColumnLength> timestamps;
+    std::array<double, kColumnLength> values;
+    std::size_t count = 0;
+    Interpolate::TimestampBounds bounds = {}; ///< of the samples as decoded
+};
+
+namespace
+{
+
+/// Decodes the next `count` records.
+template <int width, ValueCoding coding, typename Columns>
+void decodeSamples(const char* bytes, qint64 baseMs, Columns& columns)
+{
+    constexpr qint64 kStride = width + valueBytesOfCoding(coding);
+    // No sum overflows: a base time lies in the years 0 to 9999.
+    qint64 least = std::numeric_limits<qint64>::max();
+    qint64 greatest = std::numeric_limits<qint64>::min();
+    for (std::size_t i = 0; i < columns.count; ++i, bytes += kStride) {
+        const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(bytes);
+        columns.timestamps[i] = timestamp;
+        columns.values[i] = static_cast<double>(decodeStored<coding>(bytes + width));
+        least = std::min(least, timestamp);
+        greatest = std::max(greatest, timestamp);
+    }
+    columns.bounds = {least, greatest};
+}
 
 } // namespace
 
@@ -177,32 +207,47 @@ template <int width, ValueCoding coding>
 RangeReader::Continue RangeReader::feedSamples(Block block)
 {
     constexpr qint64 kStride = width + valueBytesOfCoding(coding);
-    std::array<qint64, kColumnLength> timestamps;
-    std::array<double, kColumnLength> values;
-    // No sum below overflows: a base time lies in the years 0 to 9999.
-    const qint64 baseMs = m_file->baseMs();
-    const qint64 startMs = m_startMs;
-    const qint64 endMs = m_endMs;
+    SampleColumns samples;
     while (block.begin != block.end) {
-        std::size_t count = 0;
-        bool isInRange = true;
-        for (; block.begin != block.end && count < kColumnLength && isInRange; block.begin += kStride) {
-            const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(block.begin);
-            if (timestamp < startMs)
-                continue;
-            timestamps[count] = timestamp;
-            values[count] = static_cast<double>(decodeStored<coding>(block.begin + width));
-            isInRange = timestamp <= endMs;
-            ++count;
-        }
-        // The first record beyond the range is not the column's business.
-        const std::size_t inRangeCount = isInRange ? count : count - 1;
-        if (!m_engine->handleNextSamples(timestamps.data(), values.data(), inRangeCount))
+        samples.count =
+            std::min(kColumnLength, static_cast<std::size_t>((block.end - block.begin) / kStride));
+        decodeSamples<width, coding>(block.begin, m_file->baseMs(), samples);
+        block.begin += static_cast<qint64>(samples.count) * kStride;
+        const bool areInRange = samples.bounds.leastMs >= m_startMs && samples.bounds.greatestMs <= m_endMs;
+        if ((areInRange ? feedColumns(samples) : feedColumnsInRange(samples)) == Continue::No)
             return Continue::No;
-        if (!isInRange)
-            return take({timestamps[inRangeCount], QVariant(values[inRangeCount])});
     }
     return Continue::Yes;
+}
+
+RangeReader::Continue RangeReader::feedColumns(const SampleColumns& samples)
+{
+    return m_engine->handleNextSamples(samples.timestamps.data(), samples.values.data(), samples.count,
+                                       samples.bounds)
+               ? Continue::Yes
+               : Continue::No;
+}
+
+/// Leaves out the samples before the range, and goes on up to the first one beyond it.
+RangeReader::Continue RangeReader::feedColumnsInRange(SampleColumns& samples)
+{
+    const std::size_t count = samples.count;
+    samples.count = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const qint64 timestamp = samples.timestamps[i];
+        if (timestamp < m_startMs)
+            continue;
+        if (timestamp > m_endMs) {
+            // The first record beyond the range is not the column's business.
+            if (feedColumns(samples) == Continue::No)
+                return Continue::No;
+            return take({timestamp, QVariant(samples.values[i])});
+        }
+        samples.timestamps[samples.count] = timestamp;
+        samples.values[samples.count] = samples.values[i];
+        ++samples.count;
+    }
+    return feedColumns(samples);
 }
 
 /// Puts records into the result, past the engine, which would do no more with them.

@@ -84,6 +84,8 @@ private:
         const char* end;
     };
 
+    struct SampleColumns;
+
     void feedPreviousRecords(qint32 count);
     bool enterNextFile();
     Continue readBlock();
@@ -92,6 +94,8 @@ private:
     Continue feedBlock(Block block);
     template <int width, ValueCoding coding>
     Continue feedSamples(Block block);
+    Continue feedColumns(const SampleColumns& samples);
+    Continue feedColumnsInRange(SampleColumns& samples);
     template <int width, ValueCoding coding>
     Continue deliverRecords(Block block);
     template <int width, ValueCoding coding>

@@ -54,7 +54,14 @@ bool feedInColumns(Interpolate& engine, const std::vector<Interpolate::DataRecor
     for (std::size_t begin = 0; begin < samples.size();) {
         const std::size_t count =
             std::min(samples.size() - begin, static_cast<std::size_t>(dice.between(1, 40)));
-        if (!engine.handleNextSamples(timestamps.data() + begin, values.data() + begin, count))
+        const auto first = timestamps.begin() + static_cast<std::ptrdiff_t>(begin);
+        const auto [least, greatest] = std::minmax_element(first, first + static_cast<std::ptrdiff_t>(count));
+        const bool goesOn =
+            dice.chance(50)
+                ? engine.handleNextSamples(timestamps.data() + begin, values.data() + begin, count,
+                                           {*least, *greatest})
+                : engine.handleNextSamples(timestamps.data() + begin, values.data() + begin, count);
+        if (!goesOn)
             return false;
         begin += count;
     }
