@@ -25,6 +25,17 @@ bool isBlank(const QByteArray& line, char separator)
     });
 }
 
+/// A cell without the blanks around it, as the parser trims it.
+QByteArrayView trimmedCell(const char* begin, const char* end)
+{
+    const auto isCellBlank = [](char character) { return character == ' ' || character == '\t'; };
+    while (begin != end && isCellBlank(*begin))
+        ++begin;
+    while (begin != end && isCellBlank(end[-1]))
+        --end;
+    return begin == end ? QByteArrayView() : QByteArrayView(begin, end);
+}
+
 } // namespace
 
 CsvReader::CsvReader(QIODevice& device, char separator) : m_device(device), m_separator(separator)
@@ -44,22 +55,63 @@ CsvReader::~CsvReader()
 
 bool CsvReader::next(CsvRow& row)
 {
-    m_row = CsvRow();
+    while (splitPlainLine(row)) {
+        const bool isBlankLine = row.cells.size() == 1 && row.cells.front().isNull();
+        if (!isBlankLine)
+            return true;
+    }
+    return nextParsed(row);
+}
+
+/// Splits the next line where it lies, when it lies there as a whole and without anything that needs the parser.
+/// \return false, with nothing taken, for any other line and for the first one
+bool CsvReader::splitPlainLine(CsvRow& row)
+{
+    row.cells.clear();
+    const char* const blockEnd = m_block.constData() + m_block.size();
+    const char* at = m_block.constData() + m_blockPosition;
+    const auto isPlain = [separator = m_separator](char character) {
+        return character != separator && character != '\n' && character != '"' && character != '\r';
+    };
+    for (bool isInLine = m_lineNumber > 0; isInLine; ++at) {
+        const char* const begin = at;
+        while (at != blockEnd && isPlain(*at))
+            ++at;
+        const bool isCrLf = blockEnd - at > 1 && at[0] == '\r' && at[1] == '\n';
+        if (at == blockEnd || *at == '"' || (*at == '\r' && !isCrLf))
+            return false;
+        row.cells.push_back(trimmedCell(begin, at));
+        isInLine = *at == m_separator;
+        if (isCrLf)
+            ++at;
+    }
+    if (row.cells.empty())
+        return false;
+    m_blockPosition = at - m_block.constData();
+    row.lineNumber = ++m_lineNumber;
+    return true;
+}
+
+/// The next row by way of the parser.
+bool CsvReader::nextParsed(CsvRow& row)
+{
+    m_cells.clear();
+    m_rowLineNumber = 0;
     m_rowSizeBytes = 0;
     m_endedRowCount = 0;
     while (m_endedRowCount == 0) {
         QByteArray line;
         if (!readLine(line)) {
-            if (m_row.lineNumber == 0)
+            if (m_rowLineNumber == 0)
                 return false;
-            throw BadLine(m_row.lineNumber,
-                          QStringLiteral("a quoted cell that begins in this row has no end; "
-                                         "close the quotes"));
+            throw BadLine(m_rowLineNumber, QStringLiteral("a quoted cell that begins in this row has no end; "
+                                                          "close the quotes"));
         }
-        if (m_row.lineNumber != 0 || !isBlank(line, m_separator))
+        if (m_rowLineNumber != 0 || !isBlank(line, m_separator))
             parseLine(line);
     }
-    row = std::move(m_row);
+    row.lineNumber = m_rowLineNumber;
+    row.cells.assign(m_cells.begin(), m_cells.end());
     return true;
 }
 
@@ -100,7 +152,7 @@ bool CsvReader::readLine(QByteArray& line)
         checkEncoding(line);
     m_rowSizeBytes += line.size();
     if (m_rowSizeBytes > kMaxRowSizeBytes)
-        throw BadLine(m_row.lineNumber != 0 ? m_row.lineNumber : m_lineNumber,
+        throw BadLine(m_rowLineNumber != 0 ? m_rowLineNumber : m_lineNumber,
                       QStringLiteral("the row is longer than %1 bytes; a closing quote may be missing, or "
                                      "this is no CSV file")
                           .arg(kMaxRowSizeBytes));
@@ -119,30 +171,42 @@ void CsvReader::checkEncoding(QByteArray& firstLine) const
 
 void CsvReader::parseLine(const QByteArray& line)
 {
-    if (m_row.lineNumber == 0)
-        m_row.lineNumber = m_lineNumber;
-    const auto sizeBytes = static_cast<std::size_t>(line.size());
-    if (csv_parse(&m_parser, line.constData(), sizeBytes, takeCell, takeRowEnd, this) != sizeBytes) {
-        if (csv_error(&m_parser) != CSV_EPARSE)
-            throw std::bad_alloc();
-        throw BadLine(m_lineNumber,
-                      QStringLiteral("column %1: a quote stands where none may be; put the whole cell "
-                                     "into quotes and double the quotes inside it")
-                          .arg(m_row.cells.size() + 1));
-    }
-    if (m_endedRowCount > 1)
+    if (m_rowLineNumber == 0)
+        m_rowLineNumber = m_lineNumber;
+    const QByteArrayView bytes(line);
+    const auto textEnd = std::find_if_not(bytes.rbegin(), bytes.rend(), [](char character) {
+        return QByteArrayView(" \t\r\n").contains(character);
+    });
+    const qsizetype textSizeBytes = std::distance(bytes.begin(), textEnd.base());
+    parse(bytes.first(textSizeBytes));
+    const bool isEndedInside = m_endedRowCount > 0;
+    parse(bytes.sliced(textSizeBytes));
+    if (isEndedInside || m_endedRowCount > 1)
         throw BadLine(m_lineNumber,
                       QStringLiteral("a carriage return ends a row inside the line; convert the line "
                                      "ends to LF or CRLF"));
+}
+
+void CsvReader::parse(QByteArrayView bytes)
+{
+    const auto sizeBytes = static_cast<std::size_t>(bytes.size());
+    if (csv_parse(&m_parser, bytes.data(), sizeBytes, takeCell, takeRowEnd, this) == sizeBytes)
+        return;
+    if (csv_error(&m_parser) != CSV_EPARSE)
+        throw std::bad_alloc();
+    throw BadLine(m_lineNumber,
+                  QStringLiteral("column %1: a quote stands where none may be; put the whole cell "
+                                 "into quotes and double the quotes inside it")
+                      .arg(m_cells.size() + 1));
 }
 
 void CsvReader::takeCell(void* text, std::size_t sizeBytes, void* reader)
 {
     auto& self = *static_cast<CsvReader*>(reader);
     if (!text)
-        self.m_row.cells.emplace_back();
+        self.m_cells.emplace_back();
     else
-        self.m_row.cells.emplace_back(static_cast<const char*>(text), static_cast<qsizetype>(sizeBytes));
+        self.m_cells.emplace_back(static_cast<const char*>(text), static_cast<qsizetype>(sizeBytes));
 }
 
 void CsvReader::takeRowEnd(int, void* reader)

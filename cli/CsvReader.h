@@ -3,6 +3,7 @@
 // Owns the way from the bytes of a CSV file to rows of cells that know their line.
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 #include <csv.h>
@@ -30,9 +31,10 @@ private:
     QString m_text;
 };
 
+/// The cells lie in the reader's memory, until it reads the next row.
 struct CsvRow {
-    qint64 lineNumber = 0;         ///< where the row begins, from 1
-    std::vector<QByteArray> cells; ///< a null array for an empty cell without quotes
+    qint64 lineNumber = 0;             ///< where the row begins, from 1
+    std::vector<QByteArrayView> cells; ///< a null view for an empty cell without quotes
 };
 
 /// Reads RFC 4180 CSV line by line in bounded memory. LF and CRLF end a line, quoted cells may span lines,
@@ -51,10 +53,13 @@ public:
     bool next(CsvRow& row);
 
 private:
+    bool splitPlainLine(CsvRow& row);
+    bool nextParsed(CsvRow& row);
     bool readLine(QByteArray& line);
     QByteArray takeLine();
     bool readBlock();
     void parseLine(const QByteArray& line);
+    void parse(QByteArrayView bytes);
     void checkEncoding(QByteArray& firstLine) const;
     static void takeCell(void* text, std::size_t sizeBytes, void* reader);
     static void takeRowEnd(int character, void* reader);
@@ -64,10 +69,12 @@ private:
     char m_separator;
     QByteArray m_block; ///< bytes of the device that are read ahead
     qsizetype m_blockPosition = 0;
-    CsvRow m_row;
     qint64 m_lineNumber = 0;
+    // The row that the parser is in.
+    qint64 m_rowLineNumber = 0; ///< 0 before its first line
     qint64 m_rowSizeBytes = 0;
     int m_endedRowCount = 0;
+    std::vector<QByteArray> m_cells;
 };
 
 } // namespace Kiv::Cli

@@ -37,7 +37,7 @@ ColumnChoice parseColumn(const QString& option, const QString& text)
 QStringList headerNames(const CsvRow& header)
 {
     QStringList names;
-    for (const QByteArray& cell : header.cells)
+    for (const QByteArrayView cell : header.cells)
         names += QString::fromUtf8(cell).trimmed();
     return names;
 }
@@ -66,9 +66,9 @@ QString columnLabel(const ColumnChoice& column)
     return column.name.isEmpty() ? number : QStringLiteral("%1 (%2)").arg(number, column.name);
 }
 
-std::string_view viewOf(const QByteArray& bytes)
+std::string_view viewOf(QByteArrayView bytes)
 {
-    return {bytes.constData(), static_cast<std::size_t>(bytes.size())};
+    return {bytes.data(), static_cast<std::size_t>(bytes.size())};
 }
 
 } // namespace
@@ -100,20 +100,20 @@ void ImportColumns::resolve(const CsvRow& header, const QString& fileName)
     resolveColumn(m_value, QStringLiteral("--value-col"), names, fileName);
 }
 
-std::optional<QByteArray> ImportColumns::timeText(const CsvRow& row) const
+std::optional<QByteArrayView> ImportColumns::timeText(const CsvRow& row)
 {
-    QByteArray text;
     for (const ColumnChoice& column : m_time) {
         if (column.index >= row.cells.size())
             return std::nullopt;
-        if (&column != &m_time.front())
-            text += ' ';
-        text += row.cells[column.index].trimmed();
     }
-    return text;
+    const QByteArrayView first = row.cells[m_time.front().index].trimmed();
+    if (m_time.size() == 1)
+        return first;
+    m_joinedTime = first.toByteArray() + ' ' + row.cells[m_time.back().index].trimmed().toByteArray();
+    return m_joinedTime;
 }
 
-std::optional<QByteArray> ImportColumns::valueText(const CsvRow& row) const
+std::optional<QByteArrayView> ImportColumns::valueText(const CsvRow& row) const
 {
     if (m_value.index >= row.cells.size())
         return std::nullopt;
@@ -159,7 +159,7 @@ TimeFormat::TimeFormat(const QString& text)
     }
 }
 
-std::optional<qint64> TimeFormat::parse(const QByteArray& cell) const
+std::optional<qint64> TimeFormat::parse(QByteArrayView cell) const
 {
     switch (m_kind) {
     case Kind::Iso:
@@ -176,7 +176,7 @@ std::optional<qint64> TimeFormat::parse(const QByteArray& cell) const
     return parseTime(viewOf(cell));
 }
 
-std::optional<qint64> TimeFormat::parsePattern(const QByteArray& cell) const
+std::optional<qint64> TimeFormat::parsePattern(QByteArrayView cell) const
 {
     // The program's host zone is UTC, so a pattern without a zone reads UTC.
     QDateTime time = QDateTime::fromString(QString::fromUtf8(cell), m_pattern);
@@ -189,13 +189,13 @@ std::optional<qint64> TimeFormat::parsePattern(const QByteArray& cell) const
     return time.toMSecsSinceEpoch();
 }
 
-bool TimeFormat::mayMeanSeconds(const QByteArray& cell) const
+bool TimeFormat::mayMeanSeconds(QByteArrayView cell, qint64 timestampMs) const
 {
     // As milliseconds these are days of early 1970, as seconds they are 1973 to 2286.
     constexpr qint64 kShortestMs = 100'000'000;
     constexpr qint64 kLongestMs = 9'999'999'999;
-    const qint64 value = m_kind == Kind::Auto ? parseMilliseconds(viewOf(cell)).value_or(0) : 0;
-    return value >= kShortestMs && value <= kLongestMs;
+    return m_kind == Kind::Auto && timestampMs >= kShortestMs && timestampMs <= kLongestMs &&
+           parseMilliseconds(viewOf(cell)) == timestampMs;
 }
 
 QString TimeFormat::description() const

@@ -34,11 +34,12 @@ public:
     /// \throws CommandError (usage) for a name that the header lacks or holds twice
     void resolve(const CsvRow& header, const QString& fileName);
 
-    /// \return the time cells, joined by a blank; nothing when the row is too short
-    std::optional<QByteArray> timeText(const CsvRow& row) const;
+    /// \return the time cells, joined by a blank; nothing when the row is too short. Valid until the next call and
+    ///         as long as the row.
+    std::optional<QByteArrayView> timeText(const CsvRow& row);
 
     /// \return the value cell (null when empty); nothing when the row is too short
-    std::optional<QByteArray> valueText(const CsvRow& row) const;
+    std::optional<QByteArrayView> valueText(const CsvRow& row) const;
 
     /// For messages: "column 2", "columns 1 and 2", "column 3 (Global_active_power)".
     QString timeLabel() const;
@@ -47,6 +48,7 @@ public:
 private:
     std::vector<ColumnChoice> m_time;
     ColumnChoice m_value;
+    QByteArray m_joinedTime;
 };
 
 /// How the time cells are read.
@@ -58,10 +60,11 @@ public:
     explicit TimeFormat(const QString& text);
 
     /// \return milliseconds since the epoch
-    std::optional<qint64> parse(const QByteArray& cell) const;
+    std::optional<qint64> parse(QByteArrayView cell) const;
 
     /// Whether a cell is read as milliseconds by default although it looks like a count of seconds.
-    bool mayMeanSeconds(const QByteArray& cell) const;
+    /// \param timestampMs  what it is read as
+    bool mayMeanSeconds(QByteArrayView cell, qint64 timestampMs) const;
 
     /// What a cell should have been, for messages.
     QString description() const;
@@ -69,7 +72,7 @@ public:
 private:
     enum class Kind { Auto, Iso, Milliseconds, Seconds, Pattern };
 
-    std::optional<qint64> parsePattern(const QByteArray& cell) const;
+    std::optional<qint64> parsePattern(QByteArrayView cell) const;
 
     Kind m_kind = Kind::Auto;
     QString m_pattern;

@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -32,15 +31,12 @@ QString cellCount(const CsvRow& row)
 Sidecar loadSidecar(const QString& seriesPath)
 {
     checkSeriesPath(QStringLiteral("--series"), seriesPath);
-    return Sidecar::load(seriesPath);
-}
-
-/// How many records a series holds in a stretch of time, or in a little more of it.
-qint64 countAround(TSFileStorage& storage, qint64 fromMs, qint64 toMs)
-{
-    return storage.getCount(Interpolate::InterpolateParam(), {},
-                            looksSymbolic(fromMs) ? kBeforeSymbols : fromMs,
-                            looksSymbolic(toMs) ? kAfterSymbols : toMs, true, false, false);
+    Sidecar sidecar = Sidecar::load(seriesPath);
+    const QFileInfo base(seriesPath);
+    if (base.exists() && !base.isDir())
+        throw CommandError(ExitCode::FileError,
+                           QStringLiteral("--series: %1 is not a directory").arg(seriesPath));
+    return sidecar;
 }
 
 } // namespace
@@ -53,40 +49,38 @@ Importer::Importer(const ImportOptions& options, LibraryLog& log)
       m_columns(options.timeColumns, options.valueColumn),
       m_timeFormat(options.timeFormat),
       m_separator(parseSeparator(options.separator)),
-      m_sidecar(loadSidecar(options.seriesPath))
+      m_sidecar(loadSidecar(options.seriesPath)),
+      m_type(chooseType(options, m_sidecar)),
+      m_batch(m_type)
 {
-    const QFileInfo base(options.seriesPath);
-    if (base.exists() && !base.isDir())
-        throw CommandError(ExitCode::FileError,
-                           QStringLiteral("--series: %1 is not a directory").arg(options.seriesPath));
-    chooseType();
     chooseFileSize();
 }
 
-void Importer::chooseType()
+const SeriesType& Importer::chooseType(const ImportOptions& options, const Sidecar& sidecar)
 {
-    m_type = findType(m_options.seriesPath, m_options.typeWord, m_sidecar);
-    if (!m_type)
+    const SeriesType* const type = findType(options.seriesPath, options.typeWord, sidecar);
+    if (!type)
         throw CommandError(ExitCode::Usage,
                            QStringLiteral("%1 is a new series: give --type with one of: %2")
-                               .arg(m_options.seriesPath, typeWords().join(QStringLiteral(", "))));
-    if (!m_sidecar.exists())
-        return;
-    const SeriesType& ownType = typeOfWord(QStringLiteral("series.json"), m_sidecar.typeWord());
-    if (ownType.word != m_type->word)
+                               .arg(options.seriesPath, typeWords().join(QStringLiteral(", "))));
+    if (!sidecar.exists())
+        return *type;
+    const SeriesType& ownType = typeOfWord(QStringLiteral("series.json"), sidecar.typeWord());
+    if (ownType.word != type->word)
         printWarning(
             QStringLiteral("%1 is a series of type %2; --type %3 stores into its directory %4 all the "
                            "same, and reading that needs --type %3 again")
-                .arg(m_options.seriesPath, ownType.word, m_type->word, m_type->marker));
+                .arg(options.seriesPath, ownType.word, type->word, type->marker));
+    return *type;
 }
 
 void Importer::chooseFileSize()
 {
     m_maxFileSizeBytes =
         m_options.maxFileSizeBytes > 0 ? m_options.maxFileSizeBytes : m_sidecar.maxFileSizeBytes();
-    if (m_sidecar.exists() && m_sidecar.typeWord() != m_type->word)
+    if (m_sidecar.exists() && m_sidecar.typeWord() != m_type.word)
         return;
-    m_sidecar.setTypeWord(m_type->word);
+    m_sidecar.setTypeWord(m_type.word);
     m_sidecar.setMaxFileSizeBytes(m_maxFileSizeBytes);
 }
 
@@ -122,7 +116,7 @@ void Importer::readRows(CsvReader& reader)
         if (isHeader)
             continue;
         ++m_readRowCount;
-        add(toRecord(row));
+        takeRow(row);
     }
     flush();
 }
@@ -134,43 +128,57 @@ bool Importer::takeHeader(const CsvRow& row)
         m_hasHeader = true;
         return true;
     }
-    const std::optional<QByteArray> time = m_columns.timeText(row);
+    const std::optional<QByteArrayView> time = m_columns.timeText(row);
     m_hasHeader = !time || !m_timeFormat.parse(*time);
     if (m_hasHeader)
         warnOfDoubtfulHeader(row);
     return m_hasHeader;
 }
 
-void Importer::warnOfDoubtfulHeader(const CsvRow& row) const
+void Importer::warnOfDoubtfulHeader(const CsvRow& row)
 {
-    const std::optional<QByteArray> value = m_columns.valueText(row);
-    if (isVariableLength(*m_type) || !value || !parseValue(*m_type, *value).problem.isEmpty())
+    const std::optional<QByteArrayView> value = m_columns.valueText(row);
+    if (isVariableLength(m_type) || !value || !parseValue(m_type, *value).problem.isEmpty())
         return;
     printWarning(QStringLiteral("%1, line %2 is taken for a header and not imported, because %3 is no %4")
                      .arg(m_inputLabel, QString::number(row.lineNumber),
-                          quoted(QString::fromUtf8(m_columns.timeText(row).value_or(QByteArray()))),
+                          quoted(QString::fromUtf8(m_columns.timeText(row).value_or(QByteArrayView()))),
                           m_timeFormat.description()));
+}
+
+/// Nothing of a row is taken before all of it is known to be good.
+void Importer::takeRow(const CsvRow& row)
+{
+    const qint64 timestampMs = toTimestamp(row);
+    readValue(row);
+    if (m_batch.size() >= kBatchRecordCount && !mustBeWrittenAtOnce(m_type))
+        flush();
+    m_batch.add(timestampMs);
 }
 
 qint64 Importer::toTimestamp(const CsvRow& row)
 {
-    const std::optional<QByteArray> text = m_columns.timeText(row);
+    const std::optional<QByteArrayView> text = m_columns.timeText(row);
     if (!text)
         throw BadLine(row.lineNumber, QStringLiteral("%1 (time) is missing; the row has %2")
                                           .arg(m_columns.timeLabel(), cellCount(row)));
+    const auto badTime = [&](const QString& problem) {
+        return BadLine(
+            row.lineNumber,
+            QStringLiteral("%1: time %2 ").arg(m_columns.timeLabel(), quoted(QString::fromUtf8(*text))) +
+                problem);
+    };
     const std::optional<qint64> timestampMs = m_timeFormat.parse(*text);
-    const QString place =
-        QStringLiteral("%1: time %2 ").arg(m_columns.timeLabel(), quoted(QString::fromUtf8(*text)));
     if (!timestampMs)
-        throw BadLine(row.lineNumber, place + QStringLiteral("is no ") + m_timeFormat.description());
+        throw badTime(QStringLiteral("is no ") + m_timeFormat.description());
     if (!isStorableTimestamp(*timestampMs))
-        throw BadLine(row.lineNumber, place + QStringLiteral("is outside the years 0 to 9999"));
-    if (!m_warnedOfSeconds && m_timeFormat.mayMeanSeconds(*text))
+        throw badTime(QStringLiteral("is outside the years 0 to 9999"));
+    if (!m_warnedOfSeconds && m_timeFormat.mayMeanSeconds(*text, *timestampMs))
         warnOfSeconds(row, *text, *timestampMs);
     return *timestampMs;
 }
 
-void Importer::warnOfSeconds(const CsvRow& row, const QByteArray& text, qint64 timestampMs)
+void Importer::warnOfSeconds(const CsvRow& row, QByteArrayView text, qint64 timestampMs)
 {
     m_warnedOfSeconds = true;
     printWarning(
@@ -180,39 +188,29 @@ void Importer::warnOfSeconds(const CsvRow& row, const QByteArray& text, qint64 t
                  formatTime(timestampMs)));
 }
 
-Interpolate::DataRecord Importer::toRecord(const CsvRow& row)
+void Importer::readValue(const CsvRow& row)
 {
-    const qint64 timestampMs = toTimestamp(row);
-    const std::optional<QByteArray> text = m_columns.valueText(row);
+    const std::optional<QByteArrayView> text = m_columns.valueText(row);
     if (!text)
         throw BadLine(row.lineNumber, QStringLiteral("%1 (value) is missing; the row has %2")
                                           .arg(m_columns.valueLabel(), cellCount(row)));
     // Blanks around a number mean nothing; in a string they are part of the value.
-    const bool keepsBlanks = m_type->metaType == QMetaType::QString;
-    ParsedValue parsed = parseValue(*m_type, keepsBlanks ? *text : text->trimmed());
-    if (!parsed.problem.isEmpty())
+    const bool keepsBlanks = m_type.metaType == QMetaType::QString;
+    const QString problem = m_batch.readValue(keepsBlanks ? *text : text->trimmed());
+    if (!problem.isEmpty())
         throw BadLine(row.lineNumber, QStringLiteral("%1: %2 value %3 %4")
-                                          .arg(m_columns.valueLabel(), m_type->word,
-                                               quoted(QString::fromUtf8(*text)), parsed.problem));
-    return {timestampMs, std::move(parsed.value)};
-}
-
-void Importer::add(Interpolate::DataRecord record)
-{
-    if (m_batch.size() >= kBatchRecordCount && !mustBeWrittenAtOnce(*m_type))
-        flush();
-    m_batch.push_back(std::move(record));
+                                          .arg(m_columns.valueLabel(), m_type.word,
+                                               quoted(QString::fromUtf8(*text)), problem));
 }
 
 void Importer::flush()
 {
-    if (m_batch.empty())
+    if (m_batch.size() == 0)
         return;
     const auto rowCount = static_cast<qint64>(m_batch.size());
     openStore();
     writeBatch();
     m_storedRowCount += rowCount;
-    m_batch.clear();
     showProgress();
 }
 
@@ -224,36 +222,29 @@ void Importer::openStore()
     if (!QDir().mkpath(m_options.seriesPath))
         throw CommandError(ExitCode::FileError,
                            QStringLiteral("cannot create the directory %1").arg(m_options.seriesPath));
-    m_storage = std::make_unique<TSFileStorage>(m_options.seriesPath, m_type->metaType, m_maxFileSizeBytes);
-    if (mustBeWrittenAtOnce(*m_type))
+    m_storage = std::make_unique<TSFileStorage>(m_options.seriesPath, m_type.metaType, m_maxFileSizeBytes);
+    if (mustBeWrittenAtOnce(m_type))
         prepareFloatBatch();
     m_sidecar.save();
 }
 
 void Importer::writeBatch()
 {
-    const auto [earliest, latest] =
-        std::minmax_element(m_batch.begin(), m_batch.end(), [](const auto& left, const auto& right) {
-            return left.timestamp < right.timestamp;
-        });
-    const qint64 fromMs = earliest->timestamp;
-    const qint64 toMs = latest->timestamp;
-    const bool countsByBatch = mustBeWrittenAtOnce(*m_type);
-    const auto batchCount = static_cast<qint64>(m_batch.size());
-    const qint64 countBefore = countsByBatch ? 0 : countAround(*m_storage, fromMs, toMs);
-    const bool isWritten =
-        m_storage->writeDataRecords(std::move(m_batch), m_options.noteLate, m_options.keepOld);
-    m_batch = {};
+    TSFileStorage::WriteSummary summary;
+    const bool isWritten = m_batch.write(*m_storage, m_options.noteLate, m_options.keepOld, summary);
     if (!isWritten || m_log.hasErrors())
         throw CommandError(ExitCode::FileError,
                            QStringLiteral("the import into %1 stopped at row %2\n%3")
                                .arg(m_options.seriesPath, QString::number(m_readRowCount), storedSoFar()));
-    m_newTimestampCount += countsByBatch ? batchCount : countAround(*m_storage, fromMs, toMs) - countBefore;
+    m_summary.newCount += summary.newCount;
+    m_summary.overwrittenCount += summary.overwrittenCount;
+    m_summary.unchangedCount += summary.unchangedCount;
+    m_summary.lateCount += summary.lateCount;
 }
 
 void Importer::prepareFloatBatch()
 {
-    for (const Interpolate::DataRecord& record : m_batch) {
+    for (const Interpolate::DataRecord& record : m_batch.records()) {
         const TSFileInfo file = m_storage->findFile(record.timestamp);
         if (file.found())
             throw CommandError(
@@ -263,13 +254,7 @@ void Importer::prepareFloatBatch()
                                "double\n%2")
                     .arg(file.filePath(), storedSoFar()));
     }
-    // Of equal timestamps the greatest value stays, as in every batch.
-    std::stable_sort(m_batch.begin(), m_batch.end());
-    const auto keptFromBack =
-        std::unique(m_batch.rbegin(), m_batch.rend(),
-                    [](const auto& left, const auto& right) { return left.timestamp == right.timestamp; });
-    m_droppedDuplicateCount = std::distance(m_batch.begin(), keptFromBack.base());
-    m_batch.erase(m_batch.begin(), keptFromBack.base());
+    m_summary.overwrittenCount += m_batch.dropRepeated();
 }
 
 void Importer::showProgress()
@@ -290,18 +275,14 @@ void Importer::clearProgress() const
 
 void Importer::printSummary() const
 {
-    const qint64 overwrittenCount = m_log.overwrittenCount() + m_droppedDuplicateCount;
-    const qint64 knownCount = m_readRowCount - m_newTimestampCount;
     const QString header = m_hasHeader ? QStringLiteral(" after the header") : QString();
-    // The store tells of overwritten values only where they are numbers.
-    const QString known = isVariableLength(*m_type)
-                              ? QStringLiteral("%1 overwritten or unchanged").arg(knownCount)
-                              : QStringLiteral("%1 overwritten, %2 unchanged")
-                                    .arg(overwrittenCount)
-                                    .arg(knownCount - overwrittenCount);
-    printMessage(QStringLiteral("%1: %2 read%3, %4 written, %5")
+    const QString late =
+        m_options.noteLate ? QStringLiteral(", %1 late").arg(m_summary.lateCount) : QString();
+    printMessage(QStringLiteral("%1: %2 read%3, %4 written, %5 overwritten, %6 unchanged%7")
                      .arg(m_inputLabel, counted(m_readRowCount, QStringLiteral("row")), header,
-                          counted(m_newTimestampCount, QStringLiteral("new timestamp")), known));
+                          counted(m_summary.newCount, QStringLiteral("new timestamp")),
+                          QString::number(m_summary.overwrittenCount),
+                          QString::number(m_summary.unchangedCount), late));
 }
 
 QString Importer::storedSoFar() const

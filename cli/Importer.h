@@ -3,13 +3,14 @@
 // Owns one import: rows to records, records to the store in batches of bounded size.
 
 #include "CsvReader.h"
+#include "ImportBatch.h"
 #include "ImportFormat.h"
 #include "LibraryLog.h"
 #include "Series.h"
 
 #include <QElapsedTimer>
 
-#include <vector>
+#include <memory>
 
 class QIODevice;
 
@@ -41,15 +42,15 @@ public:
     ExitCode run(QIODevice& input);
 
 private:
-    void chooseType();
+    static const SeriesType& chooseType(const ImportOptions& options, const Sidecar& sidecar);
     void chooseFileSize();
     void readRows(CsvReader& reader);
     bool takeHeader(const CsvRow& row);
-    void warnOfDoubtfulHeader(const CsvRow& row) const;
-    Interpolate::DataRecord toRecord(const CsvRow& row);
+    void warnOfDoubtfulHeader(const CsvRow& row);
+    void takeRow(const CsvRow& row);
     qint64 toTimestamp(const CsvRow& row);
-    void warnOfSeconds(const CsvRow& row, const QByteArray& text, qint64 timestampMs);
-    void add(Interpolate::DataRecord record);
+    void readValue(const CsvRow& row);
+    void warnOfSeconds(const CsvRow& row, QByteArrayView text, qint64 timestampMs);
     void flush();
     void openStore();
     void writeBatch();
@@ -66,16 +67,15 @@ private:
     TimeFormat m_timeFormat;
     char m_separator;
     Sidecar m_sidecar;
-    const SeriesType* m_type = nullptr;
+    const SeriesType& m_type;
     int m_maxFileSizeBytes = kDefaultMaxFileSizeBytes;
     std::unique_ptr<TSFileStorage> m_storage; ///< null until the first batch is complete
-    std::vector<Interpolate::DataRecord> m_batch;
+    ImportBatch m_batch;
     bool m_hasHeader = false;
     bool m_warnedOfSeconds = false;
     qint64 m_readRowCount = 0;
     qint64 m_storedRowCount = 0;
-    qint64 m_newTimestampCount = 0;
-    qint64 m_droppedDuplicateCount = 0; ///< rows of a float import that gave way to another of their batch
+    TSFileStorage::WriteSummary m_summary; ///< of all batches
     QElapsedTimer m_elapsed;
     bool m_progressShown = false;
 };

@@ -49,10 +49,8 @@ void LibraryLog::receive(unsigned char level, const QString& text)
         if (text != m_lastError)
             printMessage(QStringLiteral("error: ") + escapedControls(text));
         m_lastError = text;
-    } else if (level > kWarningLevel) {
+    } else if (level > kWarningLevel || isOverwriteNotice(text)) {
         return;
-    } else if (isOverwriteNotice(text)) {
-        ++m_overwrittenCount;
     } else if (isNotFiniteNotice(text)) {
         ++m_notFiniteCount;
     } else {

@@ -11,7 +11,7 @@ namespace Kiv::Cli
 {
 
 /// Receives the store's log lines while it lives: errors and warnings go to stderr at once, lines that come
-/// once per value are only counted. There is one at a time; the program logs from one thread only.
+/// once per value do not. There is one at a time; the program logs from one thread only.
 class LibraryLog
 {
 public:
@@ -24,9 +24,6 @@ public:
     /// \return true when an error line came since the start
     bool hasErrors() const { return m_errorCount > 0; }
 
-    /// \return how many values were overwritten since the start
-    qint64 overwrittenCount() const { return m_overwrittenCount; }
-
     /// Writes one line about what was only counted and nobody else reports.
     void printSummary() const;
 
@@ -35,7 +32,6 @@ private:
 
     qint64 m_errorCount = 0;
     QString m_lastError; ///< said once, however often it comes in a row
-    qint64 m_overwrittenCount = 0;
     qint64 m_notFiniteCount = 0;
 };
 

@@ -68,6 +68,11 @@ bool isVariableLength(const SeriesType& type)
     return type.marker == QLatin1String("V");
 }
 
+bool isInteger(const SeriesType& type)
+{
+    return !isVariableLength(type) && !isFloat(type) && type.metaType != QMetaType::Double;
+}
+
 bool isFloat(const SeriesType& type)
 {
     return type.metaType == QMetaType::Float;

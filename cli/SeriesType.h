@@ -32,6 +32,9 @@ const SeriesType& typeOfWord(const QString& option, const QString& word);
 /// Whether values have variable length; they have no arithmetic.
 bool isVariableLength(const SeriesType& type);
 
+/// Whether values are bool or integers.
+bool isInteger(const SeriesType& type);
+
 /// Whether the store's position arithmetic counts fewer bytes for a value than its files hold.
 bool isFloat(const SeriesType& type);
 

@@ -29,58 +29,80 @@ ParsedValue problem(const QString& text)
 }
 
 template <typename Number>
-std::from_chars_result readNumber(const QByteArray& text, Number& number)
+std::from_chars_result readNumber(QByteArrayView text, Number& number)
 {
-    const char* const end = text.constData() + text.size();
+    const char* const end = text.data() + text.size();
     // A plus sign is a sign like any other, which from_chars does not know.
     const bool hasPlus = text.size() > 1 && text[0] == '+' && text[1] != '-';
-    const auto result = std::from_chars(text.constData() + (hasPlus ? 1 : 0), end, number);
+    const auto result = std::from_chars(text.data() + (hasPlus ? 1 : 0), end, number);
     if (result.ptr != end)
         return {result.ptr, std::errc::invalid_argument};
     return result;
 }
 
 /// \tparam Stored  what fixes the range
-/// \tparam Held    what the store's variant holds
-template <typename Stored, typename Held>
-ParsedValue parseInteger(const QByteArray& text)
+template <typename Stored>
+QString readInteger(QByteArrayView text, qint64& value)
 {
     using Limits = std::numeric_limits<Stored>;
     Stored number = 0;
     const std::errc error = readNumber(text, number).ec;
+    value = static_cast<qint64>(number);
+    if (error == std::errc())
+        return {};
     const bool isNegativeUnsigned =
         !Limits::is_signed && text.size() > 1 && text[0] == '-' &&
         std::all_of(text.begin() + 1, text.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
     if (error == std::errc::result_out_of_range || isNegativeUnsigned)
-        return problem(QStringLiteral("is outside %1 to %2").arg(+Limits::min()).arg(+Limits::max()));
-    if (error != std::errc())
-        return problem(QStringLiteral("is not a whole number"));
-    return {QVariant(static_cast<Held>(number)), {}};
+        return QStringLiteral("is outside %1 to %2").arg(+Limits::min()).arg(+Limits::max());
+    return QStringLiteral("is not a whole number");
 }
 
 template <typename Number>
-ParsedValue parseFloating(const QByteArray& text, const QString& typeWord)
+QString readFloating(QByteArrayView text, const char* typeWord, Number& number)
 {
-    Number number = 0;
     const std::errc error = readNumber(text, number).ec;
+    if (error == std::errc())
+        return {};
     if (error == std::errc::result_out_of_range)
-        return problem(QStringLiteral("is outside the range of %1").arg(typeWord));
-    if (error != std::errc())
-        return problem(QStringLiteral("is not a number (write 1234.5, NaN or inf)"));
-    return {QVariant(number), {}};
+        return QStringLiteral("is outside the range of %1").arg(QLatin1String(typeWord));
+    return QStringLiteral("is not a number (write 1234.5, NaN or inf)");
 }
 
-ParsedValue parseBool(const QByteArray& text)
+QString readBool(QByteArrayView text, qint64& value)
 {
-    const QByteArray word = text.toLower();
-    if (word == "1" || word == "true")
-        return {QVariant(true), {}};
-    if (word == "0" || word == "false")
-        return {QVariant(false), {}};
-    return problem(QStringLiteral("is not true, false, 1 or 0"));
+    const auto isWord = [text](QByteArrayView word) { return text.compare(word, Qt::CaseInsensitive) == 0; };
+    const bool isTrue = text == "1" || isWord("true");
+    const bool isFalse = text == "0" || isWord("false");
+    value = isTrue ? 1 : 0;
+    return isTrue || isFalse ? QString() : QStringLiteral("is not true, false, 1 or 0");
 }
 
-ParsedValue parseString(const QByteArray& text)
+/// An integer as the store's variant holds it.
+QVariant integerVariant(QMetaType::Type type, qint64 value)
+{
+    switch (type) {
+    case QMetaType::Bool:
+        return QVariant(value != 0);
+    case QMetaType::UInt:
+        return QVariant(static_cast<uint>(value));
+    case QMetaType::LongLong:
+        return QVariant(qlonglong{value});
+    case QMetaType::ULongLong:
+        return QVariant(static_cast<qulonglong>(value));
+    default:
+        return QVariant(static_cast<int>(value));
+    }
+}
+
+ParsedValue parseFloat(QByteArrayView text)
+{
+    float number = 0;
+    const QString whatIsWrong = readFloating(text, "float", number);
+    return whatIsWrong.isEmpty() ? ParsedValue{QVariant(number), {}} : problem(whatIsWrong);
+}
+
+ParsedValue parseString(QByteArrayView text)
 {
     QStringDecoder decoder(QStringDecoder::Utf8);
     const QString decoded = decoder(text);
@@ -89,7 +111,7 @@ ParsedValue parseString(const QByteArray& text)
     return {QVariant(decoded), {}};
 }
 
-ParsedValue parseBytes(const QByteArray& text)
+ParsedValue parseBytes(QByteArrayView text)
 {
     const bool isHex = text.size() % 2 == 0 && std::all_of(text.begin(), text.end(), [](char digit) {
                            return (digit >= '0' && digit <= '9') || (digit >= 'a' && digit <= 'f') ||
@@ -97,7 +119,7 @@ ParsedValue parseBytes(const QByteArray& text)
                        });
     if (!isHex)
         return problem(QStringLiteral("is not pairs of hexadecimal digits"));
-    return {QVariant(QByteArray::fromHex(text)), {}};
+    return {QVariant(QByteArray::fromHex(text.toByteArray())), {}};
 }
 
 bool isNestedDeeper(const QJsonValue& value, int levels)
@@ -115,10 +137,10 @@ bool isNestedDeeper(const QJsonValue& value, int levels)
     return std::any_of(object.begin(), object.end(), deeper);
 }
 
-ParsedValue parseMap(const QByteArray& text)
+ParsedValue parseMap(QByteArrayView text)
 {
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
+    const QJsonDocument document = QJsonDocument::fromJson(text.toByteArray(), &error);
     if (error.error != QJsonParseError::NoError)
         return problem(QStringLiteral("is not JSON (%1 at character %2)")
                            .arg(error.errorString())
@@ -131,17 +153,22 @@ ParsedValue parseMap(const QByteArray& text)
 }
 
 template <typename Number>
-QString shortestText(Number value)
+char* writeShortest(Number value, char* to)
 {
     if (std::isnan(value))
-        return QStringLiteral("nan");
+        return std::copy_n("nan", 3, to);
     const Number magnitude = std::fabs(value);
     const bool isReadable = magnitude == 0 || (magnitude >= Number(1e-5) && magnitude < Number(1e15));
     const auto format =
         isReadable || std::isinf(value) ? std::chars_format::fixed : std::chars_format::scientific;
-    std::array<char, 64> buffer{};
-    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, format);
-    return QString::fromLatin1(buffer.data(), result.ptr - buffer.data());
+    return std::to_chars(to, to + kMaxNumberLength, value, format).ptr;
+}
+
+template <typename Number>
+QString shortestText(Number value)
+{
+    std::array<char, kMaxNumberLength> buffer;
+    return QString::fromLatin1(buffer.data(), writeShortest(value, buffer.data()) - buffer.data());
 }
 
 QByteArray jsonOf(const QJsonValue& value)
@@ -159,34 +186,56 @@ bool isNumber(const QVariant& value)
 
 } // namespace
 
-ParsedValue parseValue(const SeriesType& type, const QByteArray& text)
+QString parseInteger(const SeriesType& type, QByteArrayView text, qint64& value)
 {
+    if (text.isEmpty())
+        return QStringLiteral("is empty");
+    switch (type.metaType) {
+    case QMetaType::Bool:
+        return readBool(text, value);
+    case QMetaType::Int:
+        return readInteger<qint32>(text, value);
+    case QMetaType::UInt:
+        return readInteger<quint32>(text, value);
+    case QMetaType::ULongLong:
+        return readInteger<quint64>(text, value);
+    case QMetaType::Char:
+        return readInteger<qint8>(text, value);
+    case QMetaType::UChar:
+        return readInteger<quint8>(text, value);
+    case QMetaType::Short:
+        return readInteger<qint16>(text, value);
+    case QMetaType::UShort:
+        return readInteger<quint16>(text, value);
+    default:
+        return readInteger<qint64>(text, value);
+    }
+}
+
+QString parseDouble(QByteArrayView text, double& value)
+{
+    return text.isEmpty() ? QStringLiteral("is empty") : readFloating(text, "double", value);
+}
+
+ParsedValue parseValue(const SeriesType& type, QByteArrayView text)
+{
+    if (isInteger(type)) {
+        qint64 value = 0;
+        const QString whatIsWrong = parseInteger(type, text, value);
+        return whatIsWrong.isEmpty() ? ParsedValue{integerVariant(type.metaType, value), {}}
+                                     : problem(whatIsWrong);
+    }
+    if (type.metaType == QMetaType::Double) {
+        double value = 0;
+        const QString whatIsWrong = parseDouble(text, value);
+        return whatIsWrong.isEmpty() ? ParsedValue{QVariant(value), {}} : problem(whatIsWrong);
+    }
     const bool mayBeEmpty = type.metaType == QMetaType::QString || type.metaType == QMetaType::QByteArray;
     if (text.isEmpty() && (text.isNull() || !mayBeEmpty))
         return problem(QStringLiteral("is empty"));
     switch (type.metaType) {
-    case QMetaType::Bool:
-        return parseBool(text);
-    case QMetaType::Int:
-        return parseInteger<qint32, int>(text);
-    case QMetaType::UInt:
-        return parseInteger<quint32, uint>(text);
-    case QMetaType::LongLong:
-        return parseInteger<qint64, qlonglong>(text);
-    case QMetaType::ULongLong:
-        return parseInteger<quint64, qulonglong>(text);
     case QMetaType::Float:
-        return parseFloating<float>(text, type.word);
-    case QMetaType::Double:
-        return parseFloating<double>(text, type.word);
-    case QMetaType::Char:
-        return parseInteger<qint8, int>(text);
-    case QMetaType::UChar:
-        return parseInteger<quint8, int>(text);
-    case QMetaType::Short:
-        return parseInteger<qint16, int>(text);
-    case QMetaType::UShort:
-        return parseInteger<quint16, int>(text);
+        return parseFloat(text);
     case QMetaType::QByteArray:
         return parseBytes(text);
     case QMetaType::QVariantMap:
@@ -194,6 +243,11 @@ ParsedValue parseValue(const SeriesType& type, const QByteArray& text)
     default:
         return parseString(text);
     }
+}
+
+char* writeNumber(double value, char* to)
+{
+    return writeShortest(value, to);
 }
 
 QString numberText(double value)

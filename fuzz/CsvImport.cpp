@@ -56,11 +56,11 @@ Records expectedRecords(const Cli::ImportOptions& options, QBuffer& input)
             columns.resolve(row, options.fileName);
             continue;
         }
-        const std::optional<QByteArray> time = columns.timeText(row);
+        const std::optional<QByteArrayView> time = columns.timeText(row);
         const std::optional<qint64> timestamp = time ? timeFormat.parse(*time) : std::nullopt;
         if (isFirst && !timestamp)
             continue;
-        const QByteArray value = columns.valueText(row).value();
+        const QByteArrayView value = columns.valueText(row).value();
         const bool keepsBlanks = type.metaType == QMetaType::QString;
         records.emplace_back(timestamp.value(),
                              Cli::parseValue(type, keepsBlanks ? value : value.trimmed()).value);
