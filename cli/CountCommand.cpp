@@ -2,6 +2,7 @@
 #include "Companions.h"
 #include "Errors.h"
 #include "RawRange.h"
+#include "ResultColumns.h"
 #include "Results.h"
 #include "SharedOptions.h"
 
@@ -40,13 +41,20 @@ qint64 countCompanions(const Series& series, const Request& request, const TimeR
 
 qint64 countRows(const Series& series, const Request& request, const TimeRange& range)
 {
-    if (!request.isPlainRaw()) {
-        checkRequest(series, request, range, 0);
-        return static_cast<qint64>(readResults(series, request, range, 0).size());
-    }
-    if (request.param.filterParams.empty())
+    if (request.isPlainRaw() && request.param.filterParams.empty())
         return countRecords(series, range);
+    if (!request.isPlainRaw())
+        checkRequest(series, request, range, 0);
     qint64 count = 0;
+    if (comeInColumns(series, request)) {
+        visitColumns(series, request, range, 0, [&count](const TSFileColumns& block) {
+            count += static_cast<qint64>(block.size());
+            return true;
+        });
+        return count;
+    }
+    if (!request.isPlainRaw())
+        return static_cast<qint64>(readResults(series, request, range, 0).size());
     visitRaw(series, request, range, [&count](const Interpolate::DataRecord&) {
         ++count;
         return true;

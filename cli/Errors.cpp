@@ -16,10 +16,15 @@ void printWarning(const QString& text)
     printMessage(QStringLiteral("warning: ") + text);
 }
 
+CommandError outputError()
+{
+    return {ExitCode::FileError, QStringLiteral("cannot write to standard output")};
+}
+
 void flushOutput()
 {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw CommandError(ExitCode::FileError, QStringLiteral("cannot write to standard output"));
+        throw outputError();
 }
 
 QString counted(qint64 count, const QString& noun)

@@ -37,6 +37,9 @@ private:
 void printMessage(const QString& text);
 void printWarning(const QString& text);
 
+/// What is to be thrown when stdout does not take everything.
+CommandError outputError();
+
 /// Sends what was printed to stdout on its way.
 /// \throws CommandError when stdout does not take everything
 void flushOutput();

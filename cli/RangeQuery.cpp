@@ -2,8 +2,11 @@
 
 #include "Errors.h"
 #include "RawRange.h"
+#include "ResultColumns.h"
 #include "Results.h"
 
+#include <algorithm>
+#include <limits>
 #include <map>
 #include <vector>
 
@@ -18,6 +21,18 @@ void printRaw(const Series& series, const RangeQuery& query, RecordPrinter& prin
     visitRaw(series, query.request, query.range, [&](const Interpolate::DataRecord& record) {
         printer.print(record);
         return query.limit == 0 || printer.recordCount() < query.limit;
+    });
+}
+
+/// At most `limit` results, also where the engine gives more.
+void printColumns(const Series& series, const RangeQuery& query, qint64 engineLimit, RecordPrinter& printer)
+{
+    qint64 missingCount = query.limit > 0 ? query.limit : std::numeric_limits<qint64>::max();
+    visitColumns(series, query.request, query.range, engineLimit, [&](const TSFileColumns& block) {
+        const qint64 count = std::min(missingCount, static_cast<qint64>(block.size()));
+        printer.print(block, static_cast<std::size_t>(count), series.type.metaType);
+        missingCount -= count;
+        return missingCount > 0;
     });
 }
 
@@ -66,13 +81,22 @@ void checkLimit(qint64 limit)
 void printRange(const Series& series, const RangeQuery& query, RecordPrinter& printer)
 {
     const bool withCompanions = query.withLate || query.withOverwritten;
+    const bool isInColumns = !withCompanions && comeInColumns(series, query.request);
     if (query.request.isPlainRaw() && !withCompanions) {
-        printRaw(series, query, printer);
+        // Without a limit of its own the engine holds no more than a block.
+        if (isInColumns)
+            printColumns(series, query, 0, printer);
+        else
+            printRaw(series, query, printer);
         return;
     }
     if (withCompanions)
         checkCompanionQuery(query);
     checkRequest(series, query.request, query.range, query.limit);
+    if (isInColumns) {
+        printColumns(series, query, query.limit, printer);
+        return;
+    }
     CompanionResults companions;
     for (const Interpolate::DataRecord& result :
          readResults(series, query.request, query.range, query.limit, withCompanions ? &companions : nullptr))

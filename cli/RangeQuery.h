@@ -1,6 +1,6 @@
 #pragma once
 
-// Owns the printing of a range: raw in blocks of bounded size, everything else in one request.
+// Owns the printing of a range: block by block what comes in columns or raw, everything else in one request.
 
 #include "RecordPrinter.h"
 #include "Request.h"

@@ -16,34 +16,7 @@ int blockRecordCount(const Series& series)
     return isFloat(series.type) ? 0 : kBlockRecordCount;
 }
 
-/// Ends that the store cannot misread: wider than wanted, the excess is dropped here.
-class SafeRange
-{
-public:
-    explicit SafeRange(const TimeRange& range) : m_from(range.from), m_to(range.to) {}
-
-    qint64 storeFrom() const { return isExactBound(m_from) ? m_from.value : kBeforeSymbols; }
-    qint64 storeTo() const { return isExactBound(m_to) ? m_to.value : kAfterSymbols; }
-
-    bool contains(qint64 timestampMs) const
-    {
-        return (m_from.isSymbolic || timestampMs >= m_from.value) &&
-               (m_to.isSymbolic || timestampMs <= m_to.value);
-    }
-
-    void continueAfter(qint64 timestampMs) { m_from = {timestampMs + 1, false}; }
-
-private:
-    TimeBound m_from;
-    TimeBound m_to;
-};
-
 } // namespace
-
-bool isExactBound(const TimeBound& bound)
-{
-    return bound.isSymbolic || !looksSymbolic(bound.value);
-}
 
 void visitRaw(const Series& series, const Request& request, const TimeRange& range,
               const std::function<bool(const Interpolate::DataRecord& record)>& visit)

@@ -3,16 +3,13 @@
 // Owns the walk over the raw records of a range in blocks of bounded size, exact at every end.
 
 #include "Request.h"
+#include "SafeRange.h"
 #include "Series.h"
-#include "TimeText.h"
 
 #include <functional>
 
 namespace Kiv::Cli
 {
-
-/// Whether the store takes an end of a range as it is, and not for one of its symbols.
-bool isExactBound(const TimeBound& bound);
 
 /// Hands every record of the range that passes the request's filters to the visitor, until that answers false.
 /// \param request  plain raw

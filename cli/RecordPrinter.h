@@ -2,9 +2,14 @@
 
 // Owns the output formats of records.
 
+#include "OutputBuffer.h"
+#include "TimeText.h"
+
 #include "Interpolate.h"
+#include "TSFileColumns.h"
 
 #include <QByteArray>
+#include <QMetaType>
 #include <QString>
 
 #include <optional>
@@ -29,7 +34,7 @@ enum class RowKind {
     Overwritten, ///< an old value
 };
 
-/// Writes records to stdout as they come.
+/// Writes records to stdout as they come. Each print throws CommandError when stdout does not take everything.
 class RecordPrinter
 {
 public:
@@ -41,6 +46,10 @@ public:
     void print(const Interpolate::DataRecord& record, RowKind kind = RowKind::Record,
                std::optional<qint64> overwrittenAtMs = std::nullopt);
 
+    /// Writes the first results of a block, without kinds.
+    /// \param type  of the series
+    void print(const TSFileColumns& block, std::size_t count, QMetaType::Type type);
+
     /// Writes what stands before and after the records, also when there was none.
     /// \throws CommandError when stdout did not take everything
     void finish();
@@ -49,14 +58,19 @@ public:
 
 private:
     void begin();
+    void putTime(qint64 timestampMs);
     void printTableRow(const Interpolate::DataRecord& record, const QByteArray& kind,
-                       const QByteArray& overwrittenAt) const;
+                       const QByteArray& overwrittenAt);
     void printCsvRow(const Interpolate::DataRecord& record, const QByteArray& kind,
-                     const QByteArray& overwrittenAt) const;
+                     const QByteArray& overwrittenAt);
     void printJsonRow(const Interpolate::DataRecord& record, const QByteArray& kind,
-                      const QByteArray& overwrittenAt) const;
+                      const QByteArray& overwrittenAt);
+    template <typename WriteValue>
+    void printRows(const TSFileColumns& block, std::size_t count, const WriteValue& writeValue);
 
     OutputFormat m_format;
+    OutputBuffer m_output;
+    TimeWriter m_times;
     bool m_showsKinds = false;
     qint64 m_recordCount = 0;
 };

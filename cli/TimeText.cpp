@@ -3,6 +3,7 @@
 #include "Errors.h"
 #include "Words.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -138,6 +139,30 @@ bool scanZone(FieldScanner& scanner, qint64& eastMs)
     return true;
 }
 
+/// Writes a number with leading zeros.
+char* writeDigits(qint64 number, int digitCount, char* to)
+{
+    for (int i = digitCount - 1; i >= 0; --i) {
+        to[i] = static_cast<char>('0' + number % 10);
+        number /= 10;
+    }
+    return to + digitCount;
+}
+
+/// "13:45:12.000Z"
+char* writeTimeOfDay(qint64 timeOfDayMs, char* to)
+{
+    to = writeDigits(timeOfDayMs / 3'600'000, 2, to);
+    *to++ = ':';
+    to = writeDigits(timeOfDayMs / 60'000 % 60, 2, to);
+    *to++ = ':';
+    to = writeDigits(timeOfDayMs / 1000 % 60, 2, to);
+    *to++ = '.';
+    to = writeDigits(timeOfDayMs % 1000, 3, to);
+    *to++ = 'Z';
+    return to;
+}
+
 QString timeForms()
 {
     return QStringLiteral(
@@ -224,6 +249,21 @@ QString formatTime(qint64 timestampMs)
                              static_cast<unsigned>(date.day()), static_cast<int>(timeOfDayMs / 3'600'000),
                              static_cast<int>(timeOfDayMs / 60'000 % 60),
                              static_cast<int>(timeOfDayMs / 1000 % 60), static_cast<int>(timeOfDayMs % 1000));
+}
+
+char* TimeWriter::write(qint64 timestampMs, char* to)
+{
+    const bool isSameDay = timestampMs >= m_dayStartMs && timestampMs < m_dayStartMs + kMsPerDay;
+    if (!isSameDay) {
+        const QByteArray text = formatTime(timestampMs).toLatin1();
+        if (!isStorableTimestamp(timestampMs))
+            return std::copy(text.begin(), text.end(), to);
+        std::copy_n(text.begin(), kDateLength, m_date.begin());
+        const qint64 sinceDayStartMs = timestampMs % kMsPerDay;
+        m_dayStartMs = timestampMs - sinceDayStartMs - (sinceDayStartMs < 0 ? kMsPerDay : 0);
+    }
+    to = std::copy_n(m_date.begin(), kDateLength, to);
+    return writeTimeOfDay(timestampMs - m_dayStartMs, to);
 }
 
 bool looksSymbolic(qint64 timestampMs)
