@@ -6,6 +6,7 @@
 #include "TSFileColumns.h"
 
 #include <algorithm>
+#include <exception>
 #include <vector>
 
 namespace Kiv::Internal
@@ -21,13 +22,18 @@ void appendResult(const Interpolate::DataRecord& record, TSFileColumns& columns)
 /// exact size each time.
 void reserveResults(std::size_t moreCount, TSFileColumns& columns);
 
-/// Makes room at the end of a vector, at least doubling it when it must grow.
+/// Makes room at the end of a vector, at least doubling it when it must grow. Without the memory the vector stays as
+/// it is: it may turn out that less is needed.
 template <typename Entry>
 void reserveMore(std::size_t moreCount, std::vector<Entry>& entries)
 {
     const std::size_t needed = entries.size() + moreCount;
-    if (needed > entries.capacity())
+    if (needed <= entries.capacity())
+        return;
+    try {
         entries.reserve(std::max(needed, 2 * entries.capacity()));
+    } catch (const std::exception&) {
+    }
 }
 
 } // namespace Kiv::Internal

@@ -26,8 +26,8 @@ constexpr qint64 kMaxBlockRecords = TSFileColumnReader::kMaxBlockSize;
 
 constexpr std::size_t kColumnLength = 512;
 
-/// Room is made at once for this many records at most.
-constexpr qint64 kMaxReservedCount = qint64{1} << 24;
+/// Room is made at once for this many records at most: what a file claims may be more than there is memory for.
+constexpr qint64 kMaxReservedCount = qint64{1} << (sizeof(void*) >= 8 ? 27 : 22);
 
 } // namespace
 

@@ -120,6 +120,31 @@ TEST(Range, ARawStartBeforeTheFirstRecordIsRaisedToIt)
     EXPECT_FALSE(engine->startClipped);
 }
 
+TEST(Range, AnEmptyOneIsRefusedAfterTheRangeToReadIsSettled)
+{
+    EngineUnderTest behind(request("prev", 100, 50, samples({{7, 1.0}, {40, 2.0}})));
+    EXPECT_FALSE(behind.settleRange());
+    EXPECT_EQ(behind.readStart, at(90));
+    EXPECT_EQ(behind.readEnd, at(40));
+    EXPECT_FALSE(behind->startClipped);
+    EXPECT_TRUE(behind->endClipped);
+
+    EngineUnderTest before(request("prev", 0, 2, samples({{7, 1.0}, {200, 2.0}})));
+    EXPECT_FALSE(before.settleRange());
+    EXPECT_EQ(before.readStart, at(7));
+    EXPECT_EQ(before.readEnd, at(2));
+    EXPECT_TRUE(before->startClipped);
+    EXPECT_FALSE(before->endClipped);
+}
+
+TEST(Range, TheEngineIsCreatedAtTheTimeOfTheClock)
+{
+    SeamsForTest seams;
+    seams.nowUs = 1'715'953'512'345'678;
+    EngineUnderTest engine(request("prev", 0, 100, samples({{0, 1.0}, {200, 2.0}})));
+    EXPECT_EQ(engine->createdAt.toMSecsSinceEpoch(), 1'715'953'512'345);
+}
+
 TEST(Range, RaisingByMonthsClampsTheDayOnTheWay)
 {
     EngineRequest late = wideRequest("prev", kMonthCode, utcMs(2024, 1, 31), utcMs(2025, 1, 1));

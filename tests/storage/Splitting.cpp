@@ -3,6 +3,7 @@
 #include "storage/StorageTest.h"
 #include "support/FaultsForTest.h"
 
+#include <QDataStream>
 #include <QFile>
 
 #include <algorithm>
@@ -167,6 +168,33 @@ TEST_F(Splitting, OfAnUnsortedFileContinuesAPeriodThatWasBegun)
     EXPECT_TRUE(split(QMetaType::Double, 1, kYear));
     EXPECT_EQ(stored(),
               (Samples{{utc(2024, 5), 1}, {utc(2024, 5) + 7, 3}, {utc(2024, 6), 2}, {utc(2024, 6) + 7, 4}}));
+}
+
+TEST_F(Splitting, OfAnUnsortedFileContinuesAPeriodOfMoreThanIsHeldInMemory)
+{
+    // A new file is written in pieces of 1 MiB: 100,000 records of 12 bytes are more than one.
+    constexpr qint64 kCount = 100'000;
+    const qint64 may = utc(2024, 5);
+    const Samples before = {{utc(2024, 6), 2}};
+    const Samples after = {{may + kCount, 3}};
+    Samples large;
+    for (qint64 i = 0; i < kCount; ++i)
+        large.emplace_back(may + i, static_cast<double>(i % 1000));
+    TSFileStorage storage = makeStorage();
+    for (const Samples& samples : {large, before, after})
+        storage.writeDataRecordsInt(recordsOf(samples), false, false, true);
+    ASSERT_TRUE(split(QMetaType::Double, 1, kYear));
+
+    Samples expected = large;
+    expected.insert(expected.end(), after.begin(), after.end());
+    expected.insert(expected.end(), before.begin(), before.end());
+    EXPECT_EQ(stored(), expected);
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    for (const Record& record : recordsOf(expected))
+        if (record.timestamp < utc(2024, 6))
+            storage.writeDataRecord(stream, record, may, TSFileInfo::DirDepthMonth);
+    EXPECT_EQ(readFile(at("D/2024/05")), bytes);
 }
 
 TEST_F(Splitting, OfFloatsKeepsTheirRecords)
