@@ -58,8 +58,8 @@ ROWS = [
     Row("W2", "20,000 appends of one sample, a storage object each time", "samples/s",
         {("*", "*"): Wanted("rate", 120e3, 120 / 280)},
         rest="The kernel has 83 % of the time. A writer that knows nothing makes nine system calls, the limit "
-             "five: beside those it looks for the file by year, month and day, and QFile looks at what it has "
-             "opened."),
+             "five: beside those it looks for the file by year, month and day, and whether a companion has "
+             "grown too large."),
     Row("W3", "2,000 batches of 100 late samples anywhere", "samples/s", every("speed", 0.8),
         rest="The limit writes what moved in one call. A process that is killed in such a call can lose old "
              "samples, so the file is written page by page towards its start, up to two calls a page: [the "
