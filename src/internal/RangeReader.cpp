@@ -42,22 +42,44 @@ struct RangeReader::SampleColumns {
 namespace
 {
 
-/// Decodes the next `count` records.
-template <int width, ValueCoding coding, typename Columns>
-void decodeSamples(const char* bytes, qint64 baseMs, Columns& columns)
+/// Decodes records into columns. \return the bounds of their timestamps
+template <int width, ValueCoding coding, typename Number>
+Interpolate::TimestampBounds decodeColumns(const char* bytes, std::size_t count, qint64 baseMs,
+                                           qint64* timestamps, Number* values)
 {
     constexpr qint64 kStride = width + valueBytesOfCoding(coding);
     // No sum overflows: a base time lies in the years 0 to 9999.
     qint64 least = std::numeric_limits<qint64>::max();
     qint64 greatest = std::numeric_limits<qint64>::min();
-    for (std::size_t i = 0; i < columns.count; ++i, bytes += kStride) {
+    for (std::size_t i = 0; i < count; ++i, bytes += kStride) {
         const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(bytes);
-        columns.timestamps[i] = timestamp;
-        columns.values[i] = static_cast<double>(decodeStored<coding>(bytes + width));
+        timestamps[i] = timestamp;
+        values[i] = static_cast<Number>(decodeStored<coding>(bytes + width));
         least = std::min(least, timestamp);
         greatest = std::max(greatest, timestamp);
     }
-    columns.bounds = {least, greatest};
+    return {least, greatest};
+}
+
+/// Leaves out samples before the range from an index on, and all from the first one beyond it on.
+/// \return false when there is one beyond it
+template <typename Number>
+bool narrowColumns(qint64 startMs, qint64 endMs, std::size_t from, std::vector<qint64>& timestamps,
+                   std::vector<Number>& values)
+{
+    const std::size_t count = timestamps.size();
+    std::size_t keptCount = from;
+    std::size_t i = from;
+    for (; i < count && timestamps[i] <= endMs; ++i) {
+        if (timestamps[i] < startMs)
+            continue;
+        timestamps[keptCount] = timestamps[i];
+        values[keptCount] = values[i];
+        ++keptCount;
+    }
+    timestamps.resize(keptCount);
+    values.resize(keptCount);
+    return i == count;
 }
 
 } // namespace
@@ -211,7 +233,8 @@ RangeReader::Continue RangeReader::feedSamples(Block block)
     while (block.begin != block.end) {
         samples.count =
             std::min(kColumnLength, static_cast<std::size_t>((block.end - block.begin) / kStride));
-        decodeSamples<width, coding>(block.begin, m_file->baseMs(), samples);
+        samples.bounds = decodeColumns<width, coding>(block.begin, samples.count, m_file->baseMs(),
+                                                      samples.timestamps.data(), samples.values.data());
         block.begin += static_cast<qint64>(samples.count) * kStride;
         const bool areInRange = samples.bounds.leastMs >= m_startMs && samples.bounds.greatestMs <= m_endMs;
         if ((areInRange ? feedColumns(samples) : feedColumnsInRange(samples)) == Continue::No)
@@ -277,36 +300,30 @@ RangeReader::Continue RangeReader::deliverColumns(Block block)
 {
     constexpr bool kIsFloating = coding == ValueCoding::Double || coding == ValueCoding::FloatAsDouble;
     constexpr qint64 kStride = width + valueBytesOfCoding(coding);
-    using Number = std::conditional_t<kIsFloating, double, qint64>;
-    std::array<qint64, kColumnLength> timestamps;
-    std::array<Number, kColumnLength> values;
-    const qint64 baseMs = m_file->baseMs();
-    const qint64 startMs = m_startMs;
-    const qint64 endMs = m_endMs;
+    std::vector<qint64>& timestamps = m_columns->timestamps;
+    auto& values = [this]() -> auto&
+    {
+        if constexpr (kIsFloating)
+            return m_columns->doubles;
+        else
+            return m_columns->integers;
+    }
+    ();
     bool isInRange = true;
     while (block.begin != block.end && isInRange) {
-        std::size_t count = 0;
-        for (; block.begin != block.end && count < kColumnLength; block.begin += kStride) {
-            const qint64 timestamp = baseMs + decodeOffsetOfWidth<width>(block.begin);
-            if (timestamp < startMs)
-                continue;
-            isInRange = timestamp <= endMs;
-            if (!isInRange)
-                break;
-            timestamps[count] = timestamp;
-            values[count] = static_cast<Number>(decodeStored<coding>(block.begin + width));
-            ++count;
-        }
-        const auto append = [count](auto& column, const auto& from) {
-            column.insert(column.end(), from.begin(), from.begin() + static_cast<std::ptrdiff_t>(count));
-        };
-        append(m_columns->timestamps, timestamps);
-        if constexpr (kIsFloating)
-            append(m_columns->doubles, values);
-        else
-            append(m_columns->integers, values);
+        // As much at a time as stays in the nearest cache between making room and filling it.
+        const std::size_t count =
+            std::min(kColumnLength, static_cast<std::size_t>((block.end - block.begin) / kStride));
+        const std::size_t oldCount = timestamps.size();
+        timestamps.resize(oldCount + count);
+        values.resize(oldCount + count);
+        const auto bounds = decodeColumns<width, coding>(
+            block.begin, count, m_file->baseMs(), timestamps.data() + oldCount, values.data() + oldCount);
+        block.begin += static_cast<qint64>(count) * kStride;
+        if (bounds.leastMs < m_startMs || bounds.greatestMs > m_endMs)
+            isInRange = narrowColumns(m_startMs, m_endMs, oldCount, timestamps, values);
     }
-    m_columns->isNull.resize(m_columns->timestamps.size(), 0);
+    m_columns->isNull.resize(timestamps.size(), 0);
     return isInRange ? Continue::Yes : Continue::No;
 }
 
