@@ -17,7 +17,8 @@ import sys
 import tempfile
 from concurrent.futures import ThreadPoolExecutor
 
-ROWS = ("W1/records/day", "W1/columns/day", "W3c/-/hour", "R1q/-/day", "R1/whole/day", "R2/mean/day", "R2/min/day", "R2/count/day")
+ROWS = ("W1/records/day", "W1/columns/day", "W3c/-/hour", "R1q/-/day", "R1/whole/day", "R2/mean/day", "R2/min/day",
+        "R2/count/day")
 SAMPLES = 500_000
 ALLOWED_RISE = 0.10
 
@@ -47,7 +48,8 @@ def count(program, row):
             ["valgrind", "--tool=callgrind", "--instr-atstart=no", f"--callgrind-out-file={counts}", program,
              f"--benchmark_filter=^{row}/ours(/.*)?$", "--benchmark_min_time=0", f"--benchmark_out={rounds}",
              "--benchmark_out_format=json"],
-            env=os.environ | ENVIRONMENT | {"KIV_BENCH_DIR": directory}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+            env=os.environ | ENVIRONMENT | {"KIV_BENCH_DIR": directory},
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
         if done.returncode != 0:
             raise RuntimeError(f"{row}: valgrind failed\n{done.stdout}")
         return per_sample(counts.read_text(), json.loads(rounds.read_text()))

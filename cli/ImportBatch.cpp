@@ -57,8 +57,13 @@ qint64 ImportBatch::dropRepeated()
 bool ImportBatch::write(TSFileStorage& storage, bool noteLate, bool keepOld,
                         TSFileStorage::WriteSummary& summary)
 {
-    if (!m_isInColumns)
-        return storage.writeDataRecords(std::exchange(m_records, {}), noteLate, keepOld, summary);
+    if (!m_isInColumns) {
+        // A float series is written in one go and not looked into beyond that: searches in it may go astray.
+        const bool isSummed = noteLate || !isFloat(m_type);
+        summary.newCount = static_cast<qint64>(m_records.size());
+        return storage.writeDataRecords(std::exchange(m_records, {}), noteLate, keepOld,
+                                        isSummed ? &summary : nullptr);
+    }
     const bool isWritten = storage.writeDataColumns(m_columns, noteLate, keepOld, &summary);
     m_columns.clear();
     return isWritten;

@@ -235,8 +235,9 @@ std::optional<qint64> parseTime(std::string_view text)
 
 QString formatTime(qint64 timestampMs)
 {
-    const qint64 dayNumber = timestampMs / kMsPerDay - (timestampMs % kMsPerDay < 0 ? 1 : 0);
-    const qint64 timeOfDayMs = timestampMs - dayNumber * kMsPerDay;
+    const qint64 remainderMs = timestampMs % kMsPerDay;
+    const qint64 dayNumber = timestampMs / kMsPerDay - (remainderMs < 0 ? 1 : 0);
+    const qint64 timeOfDayMs = remainderMs + (remainderMs < 0 ? kMsPerDay : 0);
     constexpr qint64 kMaxDays = 10'000'000;
     if (dayNumber > kMaxDays || dayNumber < -kMaxDays)
         return QString::number(timestampMs);

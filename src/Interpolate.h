@@ -136,14 +136,15 @@ public:
     /// \return false when no further sample is wanted; the rest of these is then not taken
     bool handleNextSamples(const qint64* timestamps, const double* values, std::size_t count);
 
-    /// The least and the greatest of some timestamps, or what lies beyond them.
+    /// Bounds of some timestamps: none is below the one or above the other. They may be wider than needed.
     struct TimestampBounds {
         qint64 leastMs;
         qint64 greatestMs;
     };
 
-    /// The same where bounds of the timestamps are known; samples that all lie in one interval are then not looked
-    /// at for its end.
+    /// The same, without looking for the end of an interval among samples whose bounds lie in it.
+    /// \param bounds  of the timestamps; results are wrong where one lies outside
+    /// \return as above
     bool handleNextSamples(const qint64* timestamps, const double* values, std::size_t count,
                            const TimestampBounds& bounds);
 

@@ -19,7 +19,8 @@ namespace
 /// Samples that are looked at together for an extreme; most stretches hold none.
 constexpr std::size_t kStretch = 16;
 
-/// The extreme of a stretch and of one known before, in lanes that the processor reduces side by side. NaN is no extreme.
+/// The extreme of a stretch and of one known before, in lanes that the processor reduces side by side. NaN is no
+/// extreme.
 template <typename IsBeyond>
 double extremeOfStretch(const double* values, double known, IsBeyond isBeyond)
 {

@@ -98,9 +98,11 @@ qint64 resolvedTimestamp(qint64 timestampMs, const DataRecord& first, const Data
     }
 }
 
-BatchWriter::Options optionsWithSummary(bool noteLateWrites, bool keepOverwritten)
+BatchWriter::Options batchOptions(bool noteLateWrites, bool keepOverwritten,
+                                  const TSFileStorage::WriteSummary* summary)
 {
-    BatchWriter::Options options = BatchWriter::Option::CountLate;
+    BatchWriter::Options options;
+    options.setFlag(BatchWriter::Option::CountLate, summary != nullptr);
     options.setFlag(BatchWriter::Option::NoteLateWrites, noteLateWrites);
     options.setFlag(BatchWriter::Option::KeepOverwritten, keepOverwritten);
     return options;
@@ -163,11 +165,12 @@ bool TSFileStorage::writeDataRecordsInt(std::vector<DataRecord> records, bool no
 }
 
 bool TSFileStorage::writeDataRecords(std::vector<DataRecord> records, bool noteLateWrites,
-                                     bool keepOverwritten, WriteSummary& summary)
+                                     bool keepOverwritten, WriteSummary* summary)
 {
-    BatchWriter writer(*this, optionsWithSummary(noteLateWrites, keepOverwritten));
+    BatchWriter writer(*this, batchOptions(noteLateWrites, keepOverwritten, summary));
     const bool isStored = writer.write(RecordBatch(std::move(records)));
-    summary = writer.summary();
+    if (summary != nullptr)
+        *summary = writer.summary();
     return isStored;
 }
 
@@ -180,9 +183,7 @@ bool TSFileStorage::writeDataColumns(const TSFileColumns& columns, bool noteLate
             *summary = {};
         return false;
     }
-    BatchWriter::Options options = optionsWithSummary(noteLateWrites, keepOverwritten);
-    options.setFlag(BatchWriter::Option::CountLate, summary != nullptr);
-    BatchWriter writer(*this, options);
+    BatchWriter writer(*this, batchOptions(noteLateWrites, keepOverwritten, summary));
     const bool isStored = writer.write(ColumnBatch(columns, m_valueType));
     if (summary != nullptr)
         *summary = writer.summary();
@@ -232,6 +233,7 @@ bool TSFileStorage::readDataColumns(Interpolate::InterpolateParam param,
                                     qint64 end, TSFileColumns& columns, bool shiftIntervalForward, int& limit)
 {
     columns.clear();
+    columns.kind = TSFileColumns::Kind::Doubles;
     if (RecordShape(m_valueType, 0).isVariable()) {
         limit = 0;
         return false;

@@ -72,17 +72,17 @@ public:
     };
 
     /// The same as writeDataRecords, telling what became of the samples.
-    /// \param summary  replaced; counts what was stored, also when the write fails on the way. Finding the late ones
-    ///                 costs a look at the series' last record.
+    /// \param summary  may be null; replaced; counts what was stored, also when the write fails on the way. Finding
+    ///                 the late ones costs a look at the series' last record.
     bool writeDataRecords(std::vector<Interpolate::DataRecord> records, bool noteLateWrites,
-                          bool keepOverwritten, WriteSummary& summary);
+                          bool keepOverwritten, WriteSummary* summary);
 
     /// Merges a batch in columns into the series, as writeDataRecords merges records of the same values: doubles, or
     /// integers as qlonglong (qulonglong for a series of that type), or an invalid value where `isNull` is set. A
     /// value of its own is built only of a sample that is not simply appended; best when the columns' kind is that
     /// of the series and their timestamps ascend.
     /// \param columns  in any order; `isNull` may be empty when nothing is null
-    /// \param summary  may be null
+    /// \param summary  as for writeDataRecords
     /// \return false, with a log line and nothing written, also when the columns differ in length
     bool writeDataColumns(const TSFileColumns& columns, bool noteLateWrites, bool keepOverwritten,
                           WriteSummary* summary = nullptr);

@@ -25,13 +25,11 @@ void encodeSamples(qint64 baseMs, std::size_t begin, std::size_t end, char* byte
     }
 }
 
-/// A column with its entries in another order; a column that is not used stays empty.
+/// A column with its entries in another order.
 template <typename Entry>
 std::vector<Entry> reordered(const std::vector<Entry>& column, const std::vector<std::size_t>& order)
 {
     std::vector<Entry> result;
-    if (column.empty())
-        return result;
     result.reserve(order.size());
     for (const std::size_t index : order)
         result.push_back(column[index]);
@@ -89,9 +87,13 @@ void ColumnBatch::sort()
     TSFileColumns sorted;
     sorted.kind = m_columns.kind;
     sorted.timestamps = reordered(m_columns.timestamps, order);
-    sorted.doubles = reordered(m_columns.doubles, order);
-    sorted.integers = reordered(m_columns.integers, order);
-    sorted.isNull = reordered(m_columns.isNull, order);
+    // What the kind does not use may be of any length.
+    if (sorted.kind == TSFileColumns::Kind::Doubles)
+        sorted.doubles = reordered(m_columns.doubles, order);
+    else
+        sorted.integers = reordered(m_columns.integers, order);
+    if (!m_columns.isNull.empty())
+        sorted.isNull = reordered(m_columns.isNull, order);
     m_sorted = std::move(sorted);
 }
 
@@ -115,12 +117,16 @@ void ColumnBatch::encode(const RecordShape& shape, qint64 baseMs, std::size_t be
     const TSFileColumns& from = columns();
     const auto timestampAt = [&](std::size_t i) { return from.timestamps[i]; };
     visitShape(shape, [&](auto width, auto coding) {
+        using Kind = TSFileColumns::Kind;
         constexpr bool kIsDouble = coding() == ValueCoding::Double;
-        const bool fits = !m_hasNulls && kIsDouble == (from.kind == TSFileColumns::Kind::Doubles);
+        constexpr bool kIsInteger =
+            !kIsDouble && coding() != ValueCoding::FloatAsDouble && coding() != ValueCoding::VarPosition;
+        const bool fits = !m_hasNulls && ((kIsDouble && from.kind == Kind::Doubles) ||
+                                          (kIsInteger && from.kind == Kind::Integers));
         const auto encodeFitting = [&](std::size_t i, char* value) {
             if constexpr (kIsDouble)
                 encodeDouble(value, from.doubles[i]);
-            else
+            else if constexpr (kIsInteger)
                 encodeIntegerOfCoding<coding()>(value, from.integers[i]);
         };
         const auto encodeAny = [&](std::size_t i, char* value) {

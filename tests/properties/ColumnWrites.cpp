@@ -117,7 +117,7 @@ TEST_P(ColumnWrites, StoreWhatRecordsOfTheSameValuesStore)
             Summary ofColumns;
             bool answer = false;
             const Texts lines = inRecords.linesOf(
-                [&] { answer = inRecords.storage.writeDataRecords(records, noteLate, keepOld, ofRecords); });
+                [&] { answer = inRecords.storage.writeDataRecords(records, noteLate, keepOld, &ofRecords); });
             EXPECT_EQ(inColumns.linesOf([&] {
                 EXPECT_EQ(inColumns.storage.writeDataColumns(columns, noteLate, keepOld, &ofColumns), answer);
             }),

@@ -203,10 +203,12 @@ TEST_F(ColumnReading, RefusesASeriesOfVariableLength)
 {
     TSFileStorage storage = makeStorage(QMetaType::QString);
     TSFileColumns columns;
+    columns.kind = Kind::Integers;
     columns.timestamps = {1};
     int limit = 5;
     EXPECT_FALSE(storage.readDataColumns({}, {}, -2, -3, columns, false, limit));
     EXPECT_EQ(columns.size(), 0U);
+    EXPECT_EQ(columns.kind, Kind::Doubles);
     EXPECT_EQ(limit, 0);
 }
 

@@ -101,6 +101,22 @@ TEST_F(ColumnWriting, RefusesColumnsOfDifferentLengths)
     EXPECT_EQ(files(), Texts{});
 }
 
+TEST_F(ColumnWriting, LeavesAColumnAloneThatItsKindDoesNotUse)
+{
+    TSFileStorage storage = makeStorage(QMetaType::LongLong);
+    TSFileColumns columns = integersOf({{kYear + 1, 5}, {kYear, 6}});
+    columns.doubles = {1.0};
+    ASSERT_TRUE(storage.writeDataColumns(columns, false, false));
+    EXPECT_EQ(storedSamples(storage), (Samples{{kYear, 6}, {kYear + 1, 5}}));
+}
+
+TEST_F(ColumnWriting, TakesIntegersIntoAFloatSeriesByTheirValue)
+{
+    TSFileStorage storage = makeStorage(QMetaType::Float);
+    ASSERT_TRUE(storage.writeDataColumns(integersOf({{kYear, 5}}), false, false));
+    EXPECT_EQ(storedSamples(storage), (Samples{{kYear, 5}}));
+}
+
 TEST_F(ColumnWriting, WritesNothingOfEmptyColumns)
 {
     TSFileStorage storage = makeStorage();
@@ -127,8 +143,8 @@ TEST_F(ColumnWriting, CountsTheRecordsOfARecordWriteToo)
 {
     TSFileStorage storage = makeStorage();
     Summary summary;
-    ASSERT_TRUE(
-        storage.writeDataRecords(recordsOf({{kYear, 1}, {kYear, 2}, {kYear + 1, 2}}), false, false, summary));
+    ASSERT_TRUE(storage.writeDataRecords(recordsOf({{kYear, 1}, {kYear, 2}, {kYear + 1, 2}}), false, false,
+                                         &summary));
     EXPECT_EQ(countsOf(summary), (Counts{2, 1, 0, 1}))
         << "the greater value of a timestamp comes second and late";
 }
