@@ -30,7 +30,7 @@ bool haveOneOrder(const std::vector<double>& values)
     constexpr auto kNegativeZero = std::bit_cast<quint64>(-0.0);
     bool isOrdinary = true;
     for (const double value : values)
-        isOrdinary &= !std::isnan(value) & (std::bit_cast<quint64>(value) != kNegativeZero);
+        isOrdinary = isOrdinary && !std::isnan(value) && std::bit_cast<quint64>(value) != kNegativeZero;
     return isOrdinary;
 }
 
