@@ -252,6 +252,31 @@ TEST(Layers, AnalyticsAndToolsUseThePublicHeadersOnly)
     }
 }
 
+TEST(Layers, AnalyticsUseThreePublicHeadersAndTheirOwn)
+{
+    const Names kMayUse = {"Interpolate.h", "TSFileColumns.h", "TSFileStorage.h"};
+    EXPECT_GT(sourcesBelow("analytics").size(), 10u);
+    for (const fs::path& path : sourcesBelow("analytics")) {
+        for (const std::string& include : includesOf(path)) {
+            // Headers of Qt and of the standard library have no ending.
+            if (!include.ends_with(".h") || kMayUse.contains(include))
+                continue;
+            EXPECT_TRUE(include.starts_with("analytics/") && fs::exists(projectRoot() / include))
+                << path << " includes " << include;
+        }
+    }
+}
+
+TEST(Layers, TheLibraryDoesNotKnowTheAnalytics)
+{
+    for (const char* folder : {"src", "logger"}) {
+        for (const fs::path& path : sourcesBelow(folder)) {
+            for (const std::string& include : includesOf(path))
+                EXPECT_FALSE(include.starts_with("analytics/")) << path << " includes " << include;
+        }
+    }
+}
+
 TEST(Layers, AnalyticsDoNotKnowTheTools)
 {
     for (const fs::path& path : sourcesBelow("analytics")) {
