@@ -1,11 +1,15 @@
-#include "SingleRecord.h"
-#include "TimeText.h"
+#include "Commands.h"
+#include "RawRange.h"
+#include "ResolvedRange.h"
+#include "SharedOptions.h"
+#include "TimeBound.h"
+
+#include "analytics/SeriesReduction.h"
 
 #include <CLI/CLI.hpp>
 
-#include <QDateTime>
-
 #include <memory>
+#include <optional>
 
 namespace Kiv::Cli
 {
@@ -13,43 +17,141 @@ namespace Kiv::Cli
 namespace
 {
 
-bool findAt(const Series& series, const TimeBound& time, Interpolate::DataRecord& record)
+struct Arguments {
+    RecordOptions record;
+    bool withBefore = false;
+    bool withAfter = false;
+
+    bool wantsNeighbours() const { return withBefore || withAfter; }
+};
+
+/// The record at a time and its neighbours, as far as there are any.
+struct Neighbours {
+    std::optional<Interpolate::DataRecord> before;
+    std::optional<Interpolate::DataRecord> at;
+    std::optional<Interpolate::DataRecord> after;
+
+    void take(const Interpolate::DataRecord& record, qint64 timestampMs)
+    {
+        if (record.timestamp < timestampMs)
+            before = record;
+        else if (record.timestamp == timestampMs)
+            at = record;
+        else
+            after = record;
+    }
+};
+
+Neighbours findNeighbours(const Series& series, qint64 timestampMs)
 {
-    if (time.isSymbolic && time.value == kFirstRecord)
-        return series.first(record);
-    if (time.isSymbolic && time.value == kLastRecord)
-        return series.last(record);
-    const qint64 timestampMs = time.isSymbolic ? QDateTime::currentMSecsSinceEpoch() : time.value;
-    if (series.at(timestampMs, record))
-        return true;
-    throw CommandError(ExitCode::NothingFound,
-                       QStringLiteral("no record at exactly %1; kivts read --from --to shows what is near")
-                           .arg(formatTime(timestampMs)));
+    Neighbours found;
+    TimeRange range{{timestampMs, false}, {kLastRecord, true}};
+    // Float files are read in sequence, anything else is searched for what lies before.
+    if (isFloat(series.type))
+        range.from = {kFirstRecord, true};
+    else
+        found.before = Analytics::lastSampleBefore(*series.storage, timestampMs);
+    visitRaw(series, {}, range, [&](const Interpolate::DataRecord& record) {
+        found.take(record, timestampMs);
+        return !found.after;
+    });
+    return found;
+}
+
+qint64 resolved(const TimeBound& time, const Series& series)
+{
+    const std::optional<qint64> timestampMs = resolveTime(series, time);
+    if (!timestampMs)
+        failWithoutRecords(series);
+    return *timestampMs;
+}
+
+CommandError nothingAt(const Series& series, const Arguments& arguments, qint64 timestampMs)
+{
+    const QString time = formatTime(timestampMs);
+    if (!arguments.wantsNeighbours())
+        return {ExitCode::NothingFound,
+                QStringLiteral("%1 holds no record at exactly %2; --before and --after show "
+                               "its neighbours")
+                    .arg(series.path, time)};
+    const QString where = arguments.withBefore && arguments.withAfter ? QStringLiteral("around")
+                          : arguments.withBefore                      ? QStringLiteral("at or before")
+                                                                      : QStringLiteral("at or after");
+    return {ExitCode::NothingFound, QStringLiteral("%1 holds no record %2 %3").arg(series.path, where, time)};
+}
+
+/// \return false when nothing was found
+bool printAt(const Series& series, const Arguments& arguments, const TimeBound& time, RecordPrinter& printer)
+{
+    const qint64 timestampMs = resolved(time, series);
+    Neighbours found;
+    if (arguments.wantsNeighbours()) {
+        found = findNeighbours(series, timestampMs);
+    } else {
+        Interpolate::DataRecord record;
+        if (series.at(timestampMs, record))
+            found.at = record;
+    }
+    const qint64 countBefore = printer.recordCount();
+    if (found.before && arguments.withBefore)
+        printer.print(*found.before);
+    if (found.at)
+        printer.print(*found.at);
+    if (found.after && arguments.withAfter)
+        printer.print(*found.after);
+    return printer.recordCount() > countBefore;
+}
+
+ExitCode runAt(const Arguments& arguments, const TimeBound& time)
+{
+    return printTo(arguments.record.output, [&](OutputFormat format) {
+        RecordPrinter printer(format);
+        const std::vector<Series> all = openAllSeries(arguments.record.series);
+        prepareForSeries(printer, all);
+        for (const Series& series : all) {
+            printer.setSeries(series.path);
+            if (printAt(series, arguments, time, printer))
+                continue;
+            const CommandError error = nothingAt(series, arguments, resolved(time, series));
+            if (all.size() == 1)
+                throw error;
+            printWarning(error.text());
+        }
+        printer.finish();
+        return printer.recordCount() > 0 ? ExitCode::Good : ExitCode::NothingFound;
+    });
+}
+
+/// The last of the words is the time, the others are series.
+QString takeTime(SeriesOptions& options)
+{
+    const QString text = QString::fromStdString(options.paths.back());
+    options.paths.pop_back();
+    return text;
 }
 
 } // namespace
 
 Command addAtCommand(CLI::App& program)
 {
-    const auto options = std::make_shared<RecordOptions>();
-    const auto timeText = std::make_shared<std::string>();
-    CLI::App* const parser = program.add_subcommand("at", "Print the record at exactly one time");
-    addRecordOptions(*parser, *options);
-    parser
-        ->add_option("T", *timeText,
-                     "ISO 8601 (UTC without zone), @seconds, milliseconds, first, last or now")
-        ->required()
-        ->type_name("");
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App* const parser =
+        program.add_subcommand("at", "Print the record at exactly one time, or its neighbours");
+    addRecordOptions(*parser, arguments->record);
+    constexpr int kSeriesAndTime = 2;
+    parser->get_option("SERIES")
+        ->expected(kSeriesAndTime, CLI::detail::expected_max_vector_size)
+        ->description("Base directory of the series; several may be given, then T:\n"
+                      "the time, see kivts --help; of a year, month or day its start");
+    parser->add_flag("--before", arguments->withBefore, "Also print the last record before that time");
+    parser->add_flag("--after", arguments->withAfter, "Also print the first record after that time");
     parser->footer("\nA negative number of milliseconds stands behind --.\n"
                    "\nExamples:\n"
                    "  kivts at data/plant 2024-05-17T13:45:12Z\n"
-                   "  kivts at data/plant -- -1000\n");
-    return {parser, [options, timeText] {
-                const TimeBound time = parseTimeBound(QStringLiteral("T"), QString::fromStdString(*timeText));
-                return printSingleRecord(*options,
-                                         [time](const Series& series, Interpolate::DataRecord& record) {
-                                             return findAt(series, time, record);
-                                         });
+                   "  kivts at data/plant 2024-05-17 --before --after\n");
+    return {parser, [arguments] {
+                const QString text = takeTime(arguments->record.series);
+                return runAt(*arguments, parseTimeBound(QStringLiteral("T"), text, RangeEnd::From));
             }};
 }
 

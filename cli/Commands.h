@@ -24,11 +24,24 @@ struct Command {
 Command addImportCommand(CLI::App& program, LibraryLog& log);
 Command addReadCommand(CLI::App& program);
 Command addInfoCommand(CLI::App& program);
+Command addLsCommand(CLI::App& program);
+Command addTreeCommand(CLI::App& program);
+Command addSetCommand(CLI::App& program);
+Command addLateCommand(CLI::App& program);
+Command addHistoryCommand(CLI::App& program);
 Command addFirstCommand(CLI::App& program);
 Command addLastCommand(CLI::App& program);
 Command addAtCommand(CLI::App& program);
 Command addCountCommand(CLI::App& program);
 Command addDeleteCommand(CLI::App& program);
+Command addPlotCommand(CLI::App& program);
+Command addStatsCommand(CLI::App& program);
+Command addGapsCommand(CLI::App& program);
+Command addFollowCommand(CLI::App& program);
 Command addTemplatesCommand(CLI::App& program);
+Command addBenchCommand(CLI::App& program);
+Command addCompletionCommand(CLI::App& program);
+Command addVersionCommand(CLI::App& program);
+Command addManSourceCommand(CLI::App& program);
 
 } // namespace Kiv::Cli

@@ -4,11 +4,13 @@
 #include "RawRange.h"
 #include "ResultColumns.h"
 #include "Results.h"
+#include "RowPrinter.h"
 #include "SharedOptions.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 
 namespace Kiv::Cli
@@ -21,6 +23,7 @@ struct Arguments {
     SeriesOptions series;
     RangeOptions range;
     RequestOptions request;
+    OutputOptions output;
     std::optional<std::string> companion;
 };
 
@@ -62,6 +65,25 @@ qint64 countRows(const Series& series, const Request& request, const TimeRange& 
     return count;
 }
 
+/// Prints the count of each series; that of a single one as a bare number unless a format is asked for.
+ExitCode printCounts(const std::vector<Series>& all, bool isBare, OutputFormat format,
+                     const std::function<qint64(const Series& series)>& count)
+{
+    RowPrinter printer(format, {{QStringLiteral("series")}, {QStringLiteral("count"), CellKind::Number}});
+    qint64 total = 0;
+    for (const Series& series : all) {
+        const qint64 recordCount = count(series);
+        if (isBare)
+            std::printf("%lld\n", static_cast<long long>(recordCount));
+        else
+            printer.print({series.path, recordCount});
+        total += recordCount;
+    }
+    if (!isBare)
+        printer.finish();
+    return total > 0 ? ExitCode::Good : ExitCode::NothingFound;
+}
+
 ExitCode runCount(const Arguments& arguments)
 {
     const TimeRange range = parseTimeRange(arguments.range);
@@ -69,16 +91,19 @@ ExitCode runCount(const Arguments& arguments)
     std::vector<Companion> companions;
     if (arguments.companion)
         companions = parseCompanions(QString::fromStdString(*arguments.companion));
-    const Series series = openSeries(arguments.series);
-    const qint64 count = arguments.companion ? countCompanions(series, request, range, companions)
-                                             : countRows(series, request, range);
-    std::printf("%lld\n", static_cast<long long>(count));
-    return count > 0 ? ExitCode::Good : ExitCode::NothingFound;
+    const std::vector<Series> all = openAllSeries(arguments.series);
+    const bool isBare = all.size() == 1 && !arguments.output.hasFormat();
+    return printTo(arguments.output, [&](OutputFormat format) {
+        return printCounts(all, isBare, format, [&](const Series& series) {
+            return arguments.companion ? countCompanions(series, request, range, companions)
+                                       : countRows(series, request, range);
+        });
+    });
 }
 
 constexpr const char* kFooter = R"(
 Without --every the records of the range are counted, whole files by their size; with it the rows that read
-would print, which reads them.
+would print, which reads them. Of one series the bare number is printed unless a format is given.
 
 Examples:
   kivts count data/plant --from 2024-05-01 --to 2024-05-31T23:59:59.999
@@ -94,6 +119,8 @@ Command addCountCommand(CLI::App& program)
     addSeriesOptions(*parser, arguments->series);
     addRangeOptions(*parser, arguments->range);
     addRequestOptions(*parser, arguments->request);
+    addOutputOptions(*parser, arguments->output);
+    addJsonOption(*parser, arguments->output);
     parser
         ->add_option("--companion", arguments->companion,
                      "Count in the series beside this one instead: late (by the time of the late\n"

@@ -2,9 +2,6 @@
 
 #include "Errors.h"
 
-#include <QFileDevice>
-#include <QIODevice>
-
 #include <algorithm>
 #include <new>
 
@@ -13,9 +10,6 @@ namespace Kiv::Cli
 
 namespace
 {
-
-// More than any sensible row; what exceeds it is a missing quote, or no text file at all.
-constexpr qint64 kMaxRowSizeBytes = 16'777'216;
 
 bool isBlank(const QByteArray& line, char separator)
 {
@@ -38,12 +32,17 @@ QByteArrayView trimmedCell(const char* begin, const char* end)
 
 } // namespace
 
-CsvReader::CsvReader(QIODevice& device, char separator) : m_device(device), m_separator(separator)
+CsvReader::CsvReader(QIODevice& device, char separator) : m_lines(device), m_separator(separator)
+{
+    startParser();
+}
+
+void CsvReader::startParser()
 {
     // Strict: a lone quote inside a cell would otherwise swallow the rows up to the next quote.
     if (csv_init(&m_parser, CSV_STRICT | CSV_EMPTY_IS_NULL) != 0)
         throw std::bad_alloc();
-    csv_set_delim(&m_parser, static_cast<unsigned char>(separator));
+    csv_set_delim(&m_parser, static_cast<unsigned char>(m_separator));
     // Its buffer grows by this step each time, which makes long cells quadratic with the small default.
     csv_set_blk_size(&m_parser, 1'048'576);
 }
@@ -51,6 +50,14 @@ CsvReader::CsvReader(QIODevice& device, char separator) : m_device(device), m_se
 CsvReader::~CsvReader()
 {
     csv_free(&m_parser);
+}
+
+/// The parser is in the middle of something that is no row, and begins anew with the next line.
+void CsvReader::failAtLine(const QString& text)
+{
+    csv_free(&m_parser);
+    startParser();
+    throw BadLine(m_lineNumber, text);
 }
 
 bool CsvReader::next(CsvRow& row)
@@ -68,8 +75,8 @@ bool CsvReader::next(CsvRow& row)
 bool CsvReader::splitPlainLine(CsvRow& row)
 {
     row.cells.clear();
-    const char* const blockEnd = m_block.constData() + m_block.size();
-    const char* at = m_block.constData() + m_blockPosition;
+    const char* const blockEnd = m_lines.end();
+    const char* at = m_lines.begin();
     const auto isPlain = [separator = m_separator](char character) {
         return character != separator && character != '\n' && character != '"' && character != '\r';
     };
@@ -87,7 +94,7 @@ bool CsvReader::splitPlainLine(CsvRow& row)
     }
     if (row.cells.empty())
         return false;
-    m_blockPosition = at - m_block.constData();
+    m_lines.takeTo(at);
     row.lineNumber = ++m_lineNumber;
     return true;
 }
@@ -104,8 +111,9 @@ bool CsvReader::nextParsed(CsvRow& row)
         if (!readLine(line)) {
             if (m_rowLineNumber == 0)
                 return false;
-            throw BadLine(m_rowLineNumber, QStringLiteral("a quoted cell that begins in this row has no end; "
-                                                          "close the quotes"));
+            throw BadLine::last(m_rowLineNumber,
+                                QStringLiteral("a quoted cell that begins in this row has no end; "
+                                               "close the quotes"));
         }
         if (m_rowLineNumber != 0 || !isBlank(line, m_separator))
             parseLine(line);
@@ -115,58 +123,23 @@ bool CsvReader::nextParsed(CsvRow& row)
     return true;
 }
 
-/// The next line with its end, cut off soon after the size that no row may have; empty at the end of the
-/// file.
-QByteArray CsvReader::takeLine()
-{
-    QByteArray line;
-    while (!line.endsWith('\n') && line.size() <= kMaxRowSizeBytes) {
-        if (m_blockPosition == m_block.size() && !readBlock())
-            break;
-        const qsizetype lineEnd = m_block.indexOf('\n', m_blockPosition);
-        const qsizetype end = lineEnd < 0 ? m_block.size() : lineEnd + 1;
-        line.append(m_block.constData() + m_blockPosition, end - m_blockPosition);
-        m_blockPosition = end;
-    }
-    return line;
-}
-
-bool CsvReader::readBlock()
-{
-    constexpr qint64 kBlockSizeBytes = 65'536;
-    m_block = m_device.read(kBlockSizeBytes);
-    m_blockPosition = 0;
-    const auto* const file = qobject_cast<const QFileDevice*>(&m_device);
-    if (file && file->error() != QFileDevice::NoError)
-        throw CommandError(ExitCode::FileError,
-                           QStringLiteral("cannot read the input: %1").arg(file->errorString()));
-    return !m_block.isEmpty();
-}
-
 bool CsvReader::readLine(QByteArray& line)
 {
-    line = takeLine();
+    line = m_lines.takeLine();
     if (line.isEmpty())
         return false;
     if (++m_lineNumber == 1)
-        checkEncoding(line);
+        InputLines::checkEncoding(line);
     m_rowSizeBytes += line.size();
-    if (m_rowSizeBytes > kMaxRowSizeBytes)
-        throw BadLine(m_rowLineNumber != 0 ? m_rowLineNumber : m_lineNumber,
-                      QStringLiteral("the row is longer than %1 bytes; a closing quote may be missing, or "
-                                     "this is no CSV file")
-                          .arg(kMaxRowSizeBytes));
+    if (m_rowSizeBytes > InputLines::kMaxRowSizeBytes)
+        throw BadLine::last(
+            m_rowLineNumber != 0 ? m_rowLineNumber : m_lineNumber,
+            QStringLiteral("the row is longer than %1 bytes; a closing quote may be missing, or "
+                           "this is no CSV file")
+                .arg(InputLines::kMaxRowSizeBytes));
     if (!line.endsWith('\n'))
         line += '\n';
     return true;
-}
-
-void CsvReader::checkEncoding(QByteArray& firstLine) const
-{
-    if (firstLine.startsWith("\xff\xfe") || firstLine.startsWith("\xfe\xff"))
-        throw BadLine(1, QStringLiteral("the file is UTF-16; convert it to UTF-8 first"));
-    if (firstLine.startsWith("\xef\xbb\xbf"))
-        firstLine.remove(0, 3);
 }
 
 void CsvReader::parseLine(const QByteArray& line)
@@ -182,9 +155,8 @@ void CsvReader::parseLine(const QByteArray& line)
     const bool isEndedInside = m_endedRowCount > 0;
     parse(bytes.sliced(textSizeBytes));
     if (isEndedInside || m_endedRowCount > 1)
-        throw BadLine(m_lineNumber,
-                      QStringLiteral("a carriage return ends a row inside the line; convert the line "
-                                     "ends to LF or CRLF"));
+        failAtLine(QStringLiteral("a carriage return ends a row inside the line; convert the line "
+                                  "ends to LF or CRLF"));
 }
 
 void CsvReader::parse(QByteArrayView bytes)
@@ -194,10 +166,9 @@ void CsvReader::parse(QByteArrayView bytes)
         return;
     if (csv_error(&m_parser) != CSV_EPARSE)
         throw std::bad_alloc();
-    throw BadLine(m_lineNumber,
-                  QStringLiteral("column %1: a quote stands where none may be; put the whole cell "
-                                 "into quotes and double the quotes inside it")
-                      .arg(m_cells.size() + 1));
+    failAtLine(QStringLiteral("column %1: a quote stands where none may be; put the whole cell "
+                              "into quotes and double the quotes inside it")
+                   .arg(m_cells.size() + 1));
 }
 
 void CsvReader::takeCell(void* text, std::size_t sizeBytes, void* reader)

@@ -1,16 +1,19 @@
 #include "Commands.h"
 #include "Companions.h"
+#include "Consent.h"
 #include "DeletePlan.h"
 #include "Errors.h"
+#include "Interrupt.h"
 #include "RawRange.h"
 #include "Results.h"
+#include "SeriesLock.h"
 #include "SharedOptions.h"
+#include "TimeText.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <memory>
-#include <unistd.h>
 
 namespace Kiv::Cli
 {
@@ -44,22 +47,34 @@ void checkCanDelete(const Series& series)
                 .arg(series.path, series.type.marker));
 }
 
-std::vector<Target> chooseTargets(const Arguments& arguments, const TimeRange& range)
+/// Adds what is deleted from for one series.
+void addTargets(const Arguments& arguments, Series series, std::vector<Target>& targets)
 {
-    Series series = openSeries(arguments.series);
-    std::vector<Target> targets;
     if (!arguments.companion) {
         checkCanDelete(series);
         targets.push_back({QStringLiteral("series"), QString(), std::move(series), {}});
-    } else {
-        for (const Companion& companion : parseCompanions(QString::fromStdString(*arguments.companion))) {
-            Series beside = openCompanion(series, companion.marker);
-            if (beside.storage)
-                targets.push_back({companion.label, companion.marker, std::move(beside), {}});
-        }
+        return;
     }
-    for (Target& target : targets)
+    for (const Companion& companion : parseCompanions(QString::fromStdString(*arguments.companion))) {
+        Series beside = openCompanion(series, companion.marker);
+        if (beside.storage)
+            targets.push_back({companion.label, companion.marker, std::move(beside), {}});
+    }
+}
+
+std::vector<Target> chooseTargets(const Arguments& arguments, const TimeRange& range,
+                                  std::vector<SeriesLock>& locks)
+{
+    std::vector<Target> targets;
+    for (Series& series : openAllSeries(arguments.series)) {
+        if (!arguments.isDryRun)
+            locks.emplace_back(series.path);
+        addTargets(arguments, std::move(series), targets);
+    }
+    for (Target& target : targets) {
+        throwIfInterrupted();
         target.plan = planDeletion(target.series, range);
+    }
     return targets;
 }
 
@@ -101,41 +116,24 @@ void checkForeignFiles(const DeletePlan& plan)
                      plan.foreignFiles.first()));
 }
 
-/// \throws CommandError (refused) unless somebody says yes
-void askForConsent(qint64 recordCount)
-{
-    if (!::isatty(STDIN_FILENO))
-        throw CommandError(ExitCode::Refused,
-                           QStringLiteral("nothing deleted: there is no terminal to ask on; add --yes"));
-    std::fprintf(stderr, "Delete %s? [y/N] ",
-                 counted(recordCount, QStringLiteral("record")).toUtf8().constData());
-    QByteArray answer;
-    int character = std::getchar();
-    for (; character != EOF && character != '\n'; character = std::getchar())
-        answer += static_cast<char>(character);
-    if (character == EOF)
-        std::fputc('\n', stderr);
-    answer = answer.trimmed().toLower();
-    if (answer != "y" && answer != "yes")
-        throw CommandError(ExitCode::Refused, QStringLiteral("nothing deleted"));
-}
-
 /// Deletes what was planned, if that is still what there is.
 /// \return how many records are gone
-qint64 deletePlanned(const Series& owner, const Target& target)
+qint64 deletePlanned(const Arguments& arguments, const Target& target)
 {
     const DeletePlan& plan = target.plan;
     if (plan.recordCount == 0)
         return 0;
     if (planDeletion(target.series, plan.range) != plan)
         throw CommandError(ExitCode::Refused,
-                           QStringLiteral("nothing deleted from the %1: it has changed since; look again")
-                               .arg(target.label));
+                           QStringLiteral("nothing deleted from the %1 %2: it has changed since; look again")
+                               .arg(target.label, target.series.path));
+    const Series owner = openSeries(target.series.path, QString::fromStdString(arguments.series.typeWord));
     owner.storage->deleteDataRecords(plan.range.from.value, plan.range.to.value, target.marker);
     const qint64 leftCount = countRecords(target.series, {{plan.fromMs, false}, {plan.toMs, false}});
     if (leftCount > 0)
-        printWarning(QStringLiteral("%1 of the range could not be deleted from the %2")
-                         .arg(counted(leftCount, QStringLiteral("record")), target.label));
+        printWarning(
+            QStringLiteral("%1 of the range could not be deleted from the %2 %3")
+                .arg(counted(leftCount, QStringLiteral("record")), target.label, target.series.path));
     return plan.recordCount - leftCount;
 }
 
@@ -155,23 +153,52 @@ qint64 showPlans(const std::vector<Target>& targets, bool isDryRun)
     return recordCount;
 }
 
+/// Looks for an interrupt between the series, each of which is deleted from in one go.
+void checkGoesOn(qint64 deletedCount)
+{
+    if (!isInterrupted())
+        return;
+    const QString done = deletedCount == 0 ? QStringLiteral("nothing deleted")
+                                           : QStringLiteral("deleted %1, the rest is as it was")
+                                                 .arg(counted(deletedCount, QStringLiteral("record")));
+    throw CommandError(ExitCode::Interrupted, QStringLiteral("interrupted; ") + done);
+}
+
+/// \return how many records are gone; who throws has said how many that are
+qint64 deleteAll(const Arguments& arguments, const std::vector<Target>& targets)
+{
+    qint64 deletedCount = 0;
+    for (const Target& target : targets) {
+        checkGoesOn(deletedCount);
+        try {
+            deletedCount += deletePlanned(arguments, target);
+        } catch (const CommandError&) {
+            checkGoesOn(deletedCount);
+            if (deletedCount > 0)
+                printWarning(QStringLiteral("%1 of the other series are deleted already")
+                                 .arg(counted(deletedCount, QStringLiteral("record"))));
+            throw;
+        }
+    }
+    return deletedCount;
+}
+
 ExitCode runDelete(const Arguments& arguments)
 {
     const TimeRange range = parseTimeRange(arguments.range);
     checkExactBounds(range);
-    const std::vector<Target> targets = chooseTargets(arguments, range);
+    std::vector<SeriesLock> locks;
+    const std::vector<Target> targets = chooseTargets(arguments, range, locks);
     const qint64 recordCount = showPlans(targets, arguments.isDryRun);
     if (recordCount == 0)
         throw CommandError(ExitCode::NothingFound, QStringLiteral("there is nothing to delete"));
     if (arguments.isDryRun)
         return ExitCode::Good;
     if (!arguments.isConfirmed)
-        askForConsent(recordCount);
+        askForConsent(QStringLiteral("Delete %1?").arg(counted(recordCount, QStringLiteral("record"))),
+                      QStringLiteral("nothing deleted"));
 
-    const Series owner = openSeries(arguments.series);
-    qint64 deletedCount = 0;
-    for (const Target& target : targets)
-        deletedCount += deletePlanned(owner, target);
+    const qint64 deletedCount = deleteAll(arguments, targets);
     printMessage(QStringLiteral("deleted %1").arg(counted(deletedCount, QStringLiteral("record"))));
     return deletedCount == recordCount ? ExitCode::Good : ExitCode::FileError;
 }
@@ -179,8 +206,9 @@ ExitCode runDelete(const Arguments& arguments)
 constexpr const char* kFooter = R"(
 Shows what the range takes and asks before it deletes; without a terminal it refuses, unless --yes is given.
 Both ends of the range must be given. The series beside the series stay as they are unless --companion
-names them. Directories that become empty are removed, those above the series too; with the last record goes
-the directory of the series, which is refused while it holds files of somebody else.
+names them. Several series are asked for once. Directories that become empty are removed, but not the base
+directory of the series; with the last record goes the directory of the records, which is refused while it
+holds files of somebody else. The series is locked meanwhile; a second writer is refused with exit code 5.
 
 Examples:
   kivts delete data/plant --from 2024-05-01 --to 2024-05-31T23:59:59.999 --dry-run
@@ -196,9 +224,10 @@ Command addDeleteCommand(CLI::App& program)
     addSeriesOptions(*parser, arguments->series);
     addRangeOptions(*parser, arguments->range);
     parser->get_option("--from")->required()->description(
-        "Start of the range, inclusive: ISO 8601 (UTC without zone), @seconds,\nmilliseconds, first, last or "
-        "now");
-    parser->get_option("--to")->required()->description("End of the range, inclusive");
+        "Start of the range, inclusive: 2024, 2024-05, 2024-05-17T13:45:12, now-7d,\n"
+        "today, lastmonth, first, ...; see kivts --help");
+    parser->get_option("--to")->required()->description(
+        "End of the range, inclusive; of a year, month or day its end");
     parser
         ->add_option("--companion", arguments->companion,
                      "Delete from the series beside this one instead: late (by the time of the\n"
@@ -206,6 +235,7 @@ Command addDeleteCommand(CLI::App& program)
         ->type_name("late,history");
     parser->add_flag("--dry-run", arguments->isDryRun, "Only show what would be deleted");
     parser->add_flag("--yes", arguments->isConfirmed, "Do not ask");
+    addLockOption(*parser);
     parser->footer(kFooter);
     return {parser, [arguments] { return runDelete(*arguments); }};
 }

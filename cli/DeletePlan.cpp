@@ -1,7 +1,9 @@
 #include "DeletePlan.h"
 
 #include "Errors.h"
+#include "Interrupt.h"
 #include "RawRange.h"
+#include "TimeText.h"
 
 #include <QDirIterator>
 #include <QRegularExpression>
@@ -17,7 +19,7 @@ namespace
 /// Files that stand among the records without being any.
 QStringList foreignFilesBelow(const QString& directory)
 {
-    static const QRegularExpression kOwnName(QStringLiteral("^(..|....)(\\.reorg)?(\\.var)?$"));
+    static const QRegularExpression kOwnName(QStringLiteral("^([0-9]{2}|[0-9]{4})(\\.reorg)?(\\.var)?$"));
     QStringList foreign;
     QDirIterator files(directory, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
     while (files.hasNext()) {
@@ -80,6 +82,7 @@ DeletePlan planDeletion(const Series& series, const TimeRange& range)
     if (!file.found())
         file = storage.findNextFile(file);
     while (file.found() && file.getBaseTsMs() <= plan.toMs) {
+        throwIfInterrupted();
         const TSFileInfo next = storage.findNextFile(file);
         const qint64 fileEndMs = next.found() ? next.getBaseTsMs() - 1 : plan.toMs;
         const FileFate fate = fateOf(series, file, plan.fromMs, std::min(plan.toMs, fileEndMs));

@@ -3,7 +3,7 @@
 // Owns the forecast of a deletion: which records and files a range takes.
 
 #include "Series.h"
-#include "TimeText.h"
+#include "TimeBound.h"
 
 #include <QStringList>
 

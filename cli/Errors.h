@@ -16,9 +16,11 @@ enum class ExitCode : int {
     FileError = 3,
     BadData = 4,
     Refused = 5,
+    Interrupted = 130,
+    NoReader = 141, ///< what a shell says of who died from writing into a closed pipe
 };
 
-/// Ends a command: its text goes to stderr, its code is the exit code of the program.
+/// Ends a command: its text, if any, goes to stderr, its code is the exit code of the program.
 class CommandError : public std::exception
 {
 public:
@@ -33,11 +35,20 @@ private:
     QString m_text;
 };
 
+/// What --quiet asks for: no messages but warnings and errors.
+void setQuiet();
+bool isQuiet();
+
 /// Writes "kivts: text" and a line end to stderr.
 void printMessage(const QString& text);
 void printWarning(const QString& text);
+void printError(const QString& text);
 
-/// What is to be thrown when stdout does not take everything.
+/// Lets a write into a closed pipe fail instead of ending the program, perhaps amid a write to a series.
+void ignoreBrokenPipes();
+
+/// What is to be thrown when stdout does not take everything, for the reason in errno; nothing is to be said when the
+/// reader has had enough.
 CommandError outputError();
 
 /// Sends what was printed to stdout on its way.

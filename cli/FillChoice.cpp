@@ -47,34 +47,6 @@ Integer saturated(double value)
     return static_cast<Integer>(value);
 }
 
-/// A value between two results, of their type as the engine would convert it.
-QVariant valueBetween(const Interpolate::DataRecord& before, const Interpolate::DataRecord& after,
-                      qint64 timestampMs)
-{
-    if (before.value == after.value)
-        return before.value;
-    const double from = before.value.toDouble();
-    const double share = static_cast<double>(timestampMs - before.timestamp) /
-                         static_cast<double>(after.timestamp - before.timestamp);
-    const double value = from + (after.value.toDouble() - from) * share;
-    switch (before.value.typeId()) {
-    case QMetaType::Bool:
-        return value > 0.5;
-    case QMetaType::Int:
-        return saturated<qint32>(value);
-    case QMetaType::UInt:
-        return saturated<quint32>(value);
-    case QMetaType::LongLong:
-        return saturated<qint64>(value);
-    case QMetaType::ULongLong:
-        return saturated<quint64>(value);
-    case QMetaType::Float:
-        return static_cast<float>(value);
-    default:
-        return value;
-    }
-}
-
 /// Calls `fill(null, before, after)` with indexes for every null; one of the neighbours may not exist.
 template <typename Fill>
 void visitNulls(Results& results, const Fill& fill)
@@ -100,15 +72,56 @@ void visitNulls(Results& results, const Fill& fill)
 
 } // namespace
 
+const QStringList& fillWords()
+{
+    static const QStringList words = {QStringLiteral("engine"), QStringLiteral("prev"),
+                                      QStringLiteral("linear"), QStringLiteral("null"),
+                                      QStringLiteral("none")};
+    return words;
+}
+
 FillChoice parseFillChoice(const QString& word)
 {
-    static const QStringList kWords = {QStringLiteral("engine"), QStringLiteral("prev"),
-                                       QStringLiteral("linear"), QStringLiteral("null"),
-                                       QStringLiteral("none")};
-    const qsizetype index = kWords.indexOf(word);
+    const qsizetype index = fillWords().indexOf(word);
     if (index < 0)
-        throw unknownWord(QStringLiteral("--fill"), word, kWords);
+        throw unknownWord(QStringLiteral("--fill"), word, fillWords());
     return static_cast<FillChoice>(index);
+}
+
+QVariant engineValue(double value, QMetaType::Type type)
+{
+    switch (type) {
+    case QMetaType::Bool:
+        return value > 0.5;
+    case QMetaType::Int:
+    case QMetaType::Short:
+    case QMetaType::Char:
+    case QMetaType::UShort:
+    case QMetaType::UChar:
+        return saturated<qint32>(value);
+    case QMetaType::UInt:
+        return saturated<quint32>(value);
+    case QMetaType::LongLong:
+        return saturated<qint64>(value);
+    case QMetaType::ULongLong:
+        return saturated<quint64>(value);
+    case QMetaType::Float:
+        return static_cast<float>(value);
+    default:
+        return value;
+    }
+}
+
+QVariant valueBetween(const Interpolate::DataRecord& before, const Interpolate::DataRecord& after,
+                      qint64 timestampMs)
+{
+    if (before.value == after.value)
+        return before.value;
+    const double from = before.value.toDouble();
+    const double share = static_cast<double>(timestampMs - before.timestamp) /
+                         static_cast<double>(after.timestamp - before.timestamp);
+    return engineValue(from + (after.value.toDouble() - from) * share,
+                       static_cast<QMetaType::Type>(before.value.typeId()));
 }
 
 bool isFilledHere(FillChoice choice)

@@ -4,7 +4,10 @@
 
 #include "Interpolate.h"
 
+#include <QMetaType>
 #include <QString>
+#include <QStringList>
+#include <QVariant>
 
 #include <vector>
 
@@ -19,9 +22,19 @@ enum class FillChoice {
     None, ///< no result
 };
 
+/// In the order of the enumeration.
+const QStringList& fillWords();
+
 /// \param word  of --fill
 /// \throws CommandError (usage)
 FillChoice parseFillChoice(const QString& word);
+
+/// A number as the engine stores it in a series of a type: truncated towards zero, as near as the type can hold it.
+QVariant engineValue(double value, QMetaType::Type type);
+
+/// The value on the line between two records or results, of their type.
+QVariant valueBetween(const Interpolate::DataRecord& before, const Interpolate::DataRecord& after,
+                      qint64 timestampMs);
 
 /// Whether the program fills by itself, and not the engine.
 bool isFilledHere(FillChoice choice);

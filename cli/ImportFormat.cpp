@@ -2,69 +2,16 @@
 
 #include "Errors.h"
 #include "TimeText.h"
+#include "Words.h"
 
 #include <QDateTime>
 #include <QRegularExpression>
-#include <QStringList>
-
-#include <algorithm>
 
 namespace Kiv::Cli
 {
 
 namespace
 {
-
-ColumnChoice parseColumn(const QString& option, const QString& text)
-{
-    const QString trimmed = text.trimmed();
-    if (trimmed.isEmpty())
-        throw CommandError(
-            ExitCode::Usage,
-            QStringLiteral("%1: a column is missing; write a number from 1 or a name").arg(option));
-    const bool isNumber = std::all_of(trimmed.begin(), trimmed.end(),
-                                      [](QChar digit) { return digit >= u'0' && digit <= u'9'; });
-    if (!isNumber)
-        return {trimmed, 0};
-    const uint number = trimmed.toUInt();
-    if (number < 1)
-        throw CommandError(
-            ExitCode::Usage,
-            QStringLiteral("%1: there is no column %2; columns count from 1").arg(option, trimmed));
-    return {QString(), number - 1};
-}
-
-QStringList headerNames(const CsvRow& header)
-{
-    QStringList names;
-    for (const QByteArrayView cell : header.cells)
-        names += QString::fromUtf8(cell).trimmed();
-    return names;
-}
-
-void resolveColumn(ColumnChoice& column, const QString& option, const QStringList& names,
-                   const QString& fileName)
-{
-    if (column.name.isEmpty())
-        return;
-    const qsizetype count = names.count(column.name);
-    if (count == 0)
-        throw CommandError(ExitCode::Usage,
-                           QStringLiteral("%1: the header of %2 has no column %3; its columns are: %4")
-                               .arg(option, fileName, quoted(column.name),
-                                    escapedControls(names.join(QStringLiteral(", ")))));
-    if (count > 1)
-        throw CommandError(ExitCode::Usage,
-                           QStringLiteral("%1: the header of %2 has %3 columns %4; choose one by its number")
-                               .arg(option, fileName, QString::number(count), quoted(column.name)));
-    column.index = static_cast<std::size_t>(names.indexOf(column.name));
-}
-
-QString columnLabel(const ColumnChoice& column)
-{
-    const QString number = QString::number(column.index + 1);
-    return column.name.isEmpty() ? number : QStringLiteral("%1 (%2)").arg(number, column.name);
-}
 
 std::string_view viewOf(QByteArrayView bytes)
 {
@@ -73,63 +20,24 @@ std::string_view viewOf(QByteArrayView bytes)
 
 } // namespace
 
-ImportColumns::ImportColumns(const QString& timeText, const QString& valueText)
-    : m_value(parseColumn(QStringLiteral("--value-col"), valueText))
+QStringList inputFormatWords()
 {
-    const QStringList parts = timeText.split(u',');
-    if (parts.size() > 2)
-        throw CommandError(ExitCode::Usage,
-                           QStringLiteral("--time-col: %1 are %2 columns; two at most can be joined")
-                               .arg(quoted(timeText), QString::number(parts.size())));
-    for (const QString& part : parts)
-        m_time.push_back(parseColumn(QStringLiteral("--time-col"), part));
+    return {QStringLiteral("csv"), QStringLiteral("tsv"), QStringLiteral("ndjson")};
 }
 
-bool ImportColumns::needHeader() const
+InputFormat inputFormatOf(const QString& word, const QString& fileName)
 {
-    return !m_value.name.isEmpty() ||
-           std::any_of(m_time.begin(), m_time.end(),
-                       [](const ColumnChoice& column) { return !column.name.isEmpty(); });
-}
-
-void ImportColumns::resolve(const CsvRow& header, const QString& fileName)
-{
-    const QStringList names = headerNames(header);
-    for (ColumnChoice& column : m_time)
-        resolveColumn(column, QStringLiteral("--time-col"), names, fileName);
-    resolveColumn(m_value, QStringLiteral("--value-col"), names, fileName);
-}
-
-std::optional<QByteArrayView> ImportColumns::timeText(const CsvRow& row)
-{
-    for (const ColumnChoice& column : m_time) {
-        if (column.index >= row.cells.size())
-            return std::nullopt;
-    }
-    const QByteArrayView first = row.cells[m_time.front().index].trimmed();
-    if (m_time.size() == 1)
-        return first;
-    m_joinedTime = first.toByteArray() + ' ' + row.cells[m_time.back().index].trimmed().toByteArray();
-    return m_joinedTime;
-}
-
-std::optional<QByteArrayView> ImportColumns::valueText(const CsvRow& row) const
-{
-    if (m_value.index >= row.cells.size())
-        return std::nullopt;
-    return row.cells[m_value.index];
-}
-
-QString ImportColumns::timeLabel() const
-{
-    if (m_time.size() == 1)
-        return QStringLiteral("column ") + columnLabel(m_time[0]);
-    return QStringLiteral("columns %1 and %2").arg(columnLabel(m_time[0]), columnLabel(m_time[1]));
-}
-
-QString ImportColumns::valueLabel() const
-{
-    return QStringLiteral("column ") + columnLabel(m_value);
+    const QStringList words = inputFormatWords();
+    const auto hasEnding = [&fileName](const char* ending) {
+        return fileName.endsWith(QLatin1String(ending), Qt::CaseInsensitive);
+    };
+    if (!word.isEmpty() && !words.contains(word))
+        throw unknownWord(QStringLiteral("--format"), word, words);
+    if (word == words[1] || (word.isEmpty() && hasEnding(".tsv")))
+        return InputFormat::Tsv;
+    if (word == words[2] || (word.isEmpty() && (hasEnding(".ndjson") || hasEnding(".jsonl"))))
+        return InputFormat::Ndjson;
+    return InputFormat::Csv;
 }
 
 TimeFormat::TimeFormat(const QString& text)
@@ -215,8 +123,13 @@ QString TimeFormat::description() const
     return QStringLiteral("time (ISO 8601, @seconds or milliseconds; see --time-format)");
 }
 
-char parseSeparator(const QString& text)
+char parseSeparator(const QString& text, InputFormat format)
 {
+    if (text.isEmpty())
+        return format == InputFormat::Tsv ? '\t' : ',';
+    if (format == InputFormat::Ndjson)
+        throw CommandError(ExitCode::Usage,
+                           QStringLiteral("--separator: one JSON object a line has no separator"));
     if (text == QLatin1String("tab") || text == QLatin1String("\\t") || text == QLatin1String("\t"))
         return '\t';
     const bool isUsable =

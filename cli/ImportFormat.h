@@ -1,55 +1,25 @@
 #pragma once
 
-// Owns what an import's options say about its input: columns, time format, separator.
+// Owns what an import's options say about the writing of its input: format, time format, separator.
 
-#include "CsvReader.h"
-
+#include <QByteArrayView>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
-#include <vector>
 
 namespace Kiv::Cli
 {
 
-/// A column as the user names it: by number or by the header's name.
-struct ColumnChoice {
-    QString name;          ///< empty when chosen by number
-    std::size_t index = 0; ///< from 0; of a named column once the header is known
-};
+/// How the rows of an input are written.
+enum class InputFormat { Csv, Tsv, Ndjson };
 
-/// Which columns hold time and value.
-class ImportColumns
-{
-public:
-    /// \param timeText   "N" or "name", or two of them separated by a comma
-    /// \param valueText  "N" or "name"
-    /// \throws CommandError (usage)
-    ImportColumns(const QString& timeText, const QString& valueText);
+/// The words of --format.
+QStringList inputFormatWords();
 
-    /// \return true when a name asks for a header line
-    bool needHeader() const;
-
-    /// Finds the named columns.
-    /// \throws CommandError (usage) for a name that the header lacks or holds twice
-    void resolve(const CsvRow& header, const QString& fileName);
-
-    /// \return the time cells, joined by a blank; nothing when the row is too short. Valid until the next call and
-    ///         as long as the row.
-    std::optional<QByteArrayView> timeText(const CsvRow& row);
-
-    /// \return the value cell (null when empty); nothing when the row is too short
-    std::optional<QByteArrayView> valueText(const CsvRow& row) const;
-
-    /// For messages: "column 2", "columns 1 and 2", "column 3 (Global_active_power)".
-    QString timeLabel() const;
-    QString valueLabel() const;
-
-private:
-    std::vector<ColumnChoice> m_time;
-    ColumnChoice m_value;
-    QByteArray m_joinedTime;
-};
+/// \param word  of --format; empty goes by the ending of the file's name
+/// \throws CommandError (usage)
+InputFormat inputFormatOf(const QString& word, const QString& fileName);
 
 /// How the time cells are read.
 class TimeFormat
@@ -79,8 +49,8 @@ private:
     bool m_hasShortYear = false;
 };
 
-/// \param text  one character, or "tab" or "\t"
+/// \param text  one character, or "tab" or "\t"; empty for what the format has
 /// \throws CommandError (usage)
-char parseSeparator(const QString& text);
+char parseSeparator(const QString& text, InputFormat format = InputFormat::Csv);
 
 } // namespace Kiv::Cli

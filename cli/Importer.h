@@ -1,83 +1,83 @@
 #pragma once
 
-// Owns one import: rows to records, records to the store in batches of bounded size.
+// Owns one import: inputs to rows, rows to samples of series.
 
-#include "CsvReader.h"
-#include "ImportBatch.h"
+#include "ImportColumns.h"
 #include "ImportFormat.h"
-#include "LibraryLog.h"
-#include "Series.h"
+#include "Progress.h"
+#include "SeriesSinks.h"
 
-#include <QElapsedTimer>
-
+#include <functional>
+#include <limits>
 #include <memory>
+#include <optional>
 
 class QIODevice;
 
 namespace Kiv::Cli
 {
 
-struct ImportOptions {
-    QString fileName; ///< "-" for standard input
-    QString seriesPath;
-    QString typeWord; ///< empty when not given
-    QString timeColumns;
-    QString valueColumn;
-    QString timeFormat;
-    QString separator;
-    int maxFileSizeBytes = 0; ///< 0 when not given
-    bool noteLate = false;    ///< log what is written at or before the last record of the series
-    bool keepOld = false;     ///< keep overwritten values in the history
-};
-
 class Importer
 {
 public:
-    /// Checks all that can be checked before the input is read.
+    /// Checks all that can be checked before an input is read.
+    /// \param totalSizeBytes  of all inputs, 0 when nobody knows
     /// \throws CommandError
-    Importer(const ImportOptions& options, LibraryLog& log);
+    Importer(const ImportOptions& options, LibraryLog& log, qint64 totalSizeBytes = 0);
 
-    /// Reads everything and stores it. Batches already stored stay when a later row is bad.
+    /// Reads one input and stores what it holds, all but the last batches. What is stored stays when a later row is
+    /// bad or an interrupt comes; after an interrupt the rows that were read are stored, too.
+    /// \param name  decides the format when the options do not
     /// \throws CommandError
-    ExitCode run(QIODevice& input);
+    void take(QIODevice& input, const QString& name);
+
+    /// Stores the last batches and says what became of the rows.
+    /// \throws CommandError
+    ExitCode finish();
 
 private:
-    static const SeriesType& chooseType(const ImportOptions& options, const Sidecar& sidecar);
-    void chooseFileSize();
-    void readRows(CsvReader& reader);
+    void guarded(const std::function<void()>& work);
+    void readRows(RowReader& reader);
+    bool takeNext(RowReader& reader, CsvRow& row);
+    void reject(const BadLine& badLine);
     bool takeHeader(const CsvRow& row);
+    void openWideSeries();
     void warnOfDoubtfulHeader(const CsvRow& row);
     void takeRow(const CsvRow& row);
+    void takeWideRow(const CsvRow& row, qint64 timestampMs);
+    SeriesSink& sinkOf(const CsvRow& row);
     qint64 toTimestamp(const CsvRow& row);
-    void readValue(const CsvRow& row);
+    void readValue(SeriesSink& sink, const CsvRow& row, std::size_t value);
     void warnOfSeconds(const CsvRow& row, QByteArrayView text, qint64 timestampMs);
-    void flush();
-    void openStore();
-    void writeBatch();
-    void prepareFloatBatch();
-    void showProgress();
-    void clearProgress() const;
-    void printSummary() const;
+    void keep(SeriesSink& sink, qint64 timestampMs, qsizetype sizeBytes);
+    CommandError interruptedError();
+    QString sourceLabel() const;
+    QString rejectedText() const;
+    void warnOfRejected() const;
+    void printSummary();
+    void printDryRunSummary();
     QString storedSoFar() const;
 
     ImportOptions m_options;
-    LibraryLog& m_log;
-    QString m_inputLabel; ///< the input's name in messages
-    ImportColumns m_columns;
+    QString m_label; ///< the present input's name in messages
+    InputFormat m_format = InputFormat::Csv;
+    std::optional<ImportColumns> m_columns; ///< of the present input
     TimeFormat m_timeFormat;
-    char m_separator;
-    Sidecar m_sidecar;
-    const SeriesType& m_type;
-    int m_maxFileSizeBytes = kDefaultMaxFileSizeBytes;
-    std::unique_ptr<TSFileStorage> m_storage; ///< null until the first batch is complete
-    ImportBatch m_batch;
+    SeriesSinks m_sinks;
+    SeriesSink* m_only = nullptr;           ///< when there is one series
+    std::vector<SeriesSink*> m_wideSinks;   ///< of the value columns of a wide input
+    std::vector<std::size_t> m_filledCells; ///< of a wide row
+    bool m_isBeforeFirst = true;            ///< nothing of the present input has been read
     bool m_hasHeader = false;
     bool m_warnedOfSeconds = false;
-    qint64 m_readRowCount = 0;
-    qint64 m_storedRowCount = 0;
-    TSFileStorage::WriteSummary m_summary; ///< of all batches
-    QElapsedTimer m_elapsed;
-    bool m_progressShown = false;
+    qint64 m_rowCount = 0;     ///< good ones of the present input
+    qint64 m_goodRowCount = 0; ///< of the inputs before it
+    qint64 m_rejectedCount = 0;
+    qint64 m_sampleCount = 0;
+    qint64 m_earlierSizeBytes = 0; ///< of the inputs before the present one
+    qint64 m_firstMs = std::numeric_limits<qint64>::max();
+    qint64 m_lastMs = std::numeric_limits<qint64>::min();
+    Progress m_progress;
 };
 
 } // namespace Kiv::Cli

@@ -47,7 +47,7 @@ void LibraryLog::receive(unsigned char level, const QString& text)
     if (level <= kErrorLevel || isEngineFailure(text)) {
         ++m_errorCount;
         if (text != m_lastError)
-            printMessage(QStringLiteral("error: ") + escapedControls(text));
+            printError(QStringLiteral("error: ") + escapedControls(text));
         m_lastError = text;
     } else if (level > kWarningLevel || isOverwriteNotice(text)) {
         return;
@@ -61,8 +61,9 @@ void LibraryLog::receive(unsigned char level, const QString& text)
 void LibraryLog::printSummary() const
 {
     if (m_notFiniteCount > 0)
-        printWarning(
-            QStringLiteral("%1 results were NaN or infinite and are given as 0").arg(m_notFiniteCount));
+        printWarning(counted(m_notFiniteCount, QStringLiteral("result")) +
+                     (m_notFiniteCount == 1 ? QStringLiteral(" was NaN or infinite and is given as 0")
+                                            : QStringLiteral(" were NaN or infinite and are given as 0")));
 }
 
 } // namespace Kiv::Cli

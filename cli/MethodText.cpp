@@ -53,7 +53,8 @@ std::vector<std::optional<QStringList>> splitFronts(const QString& text)
 
 /// Blames the rest behind the front that leaves the rest nearest to a word.
 CommandError unknownMethodWord(const QString& option, const QString& text,
-                               const std::vector<std::optional<QStringList>>& fronts)
+                               const std::vector<std::optional<QStringList>>& fronts,
+                               const QStringList& offered)
 {
     QString unknown;
     int nearestDistance = std::numeric_limits<int>::max();
@@ -61,23 +62,23 @@ CommandError unknownMethodWord(const QString& option, const QString& text,
         if (!fronts[static_cast<std::size_t>(start)])
             continue;
         const QString rest = text.mid(start);
-        const int distance = editDistance(rest, nearestWord(rest, allWords()));
+        const int distance = editDistance(rest, nearestWord(rest, offered));
         if (distance < nearestDistance) {
             nearestDistance = distance;
             unknown = rest;
         }
     }
-    return unknownWord(option, unknown, allWords());
+    return unknownWord(option, unknown, offered);
 }
 
-QStringList splitWords(const QString& option, const QString& text)
+QStringList splitWords(const QString& option, const QString& text, const QStringList& offered)
 {
     static const QRegularExpression kSeparators(QStringLiteral("[\\s,]+"));
     QStringList words;
     for (const QString& part : text.toLower().split(kSeparators, Qt::SkipEmptyParts)) {
         const auto fronts = splitFronts(part);
         if (!fronts.back())
-            throw unknownMethodWord(option, part, fronts);
+            throw unknownMethodWord(option, part, fronts, offered);
         words += *fronts.back();
     }
     return words;
@@ -103,9 +104,28 @@ void checkSingle(const QString& option, const QStringList& words, const QString&
 
 } // namespace
 
-QString checkedMethod(const QString& option, const QString& text)
+const QStringList& analysisNames()
 {
-    const QStringList words = splitWords(option, text);
+    static const QStringList names = [] {
+        QStringList all = Analytics::Method::names();
+        for (const QString& word : allWords())
+            all.removeAll(word);
+        return all;
+    }();
+    return names;
+}
+
+QStringList methodWords()
+{
+    QStringList words = kMethods + kDifferences;
+    for (const QString& name : analysisNames())
+        words += name.section(u':', 0, 0); // without the parameter that stands behind it
+    return words;
+}
+
+QString checkedMethod(const QString& option, const QString& text, const QStringList& otherWords)
+{
+    const QStringList words = splitWords(option, text, allWords() + otherWords);
     if (words.isEmpty())
         throw CommandError(ExitCode::Usage, QStringLiteral("%1: no word given; choose from: %2")
                                                 .arg(option, allWords().join(QStringLiteral(", "))));
@@ -124,6 +144,25 @@ QString checkedMethod(const QString& option, const QString& text)
                     .arg(option, optionWord, kMethods.join(QStringLiteral(", "))));
     }
     return (methods + options + differences).join(u' ');
+}
+
+std::optional<Analytics::Method> parseAnalysis(const QString& option, const QString& text)
+{
+    const QString trimmed = text.trimmed().toLower();
+    if (allWords().contains(trimmed))
+        return std::nullopt;
+    std::optional<Analytics::Method> method = Analytics::Method::parse(text.trimmed());
+    if (method)
+        return method;
+    const QString name = trimmed.section(u':', 0, 0);
+    for (const QString& known : analysisNames()) {
+        if (known.section(u':', 0, 0) == name)
+            throw CommandError(ExitCode::Usage,
+                               QStringLiteral("%1: %2 is not complete or has a wrong number; write %3, for "
+                                              "example percentile:95 or in-state:1")
+                                   .arg(option, quoted(text), known));
+    }
+    return std::nullopt;
 }
 
 bool isDifferenceOnly(const QString& checkedMethodText)

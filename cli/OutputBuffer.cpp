@@ -1,6 +1,7 @@
 #include "OutputBuffer.h"
 
 #include "Errors.h"
+#include "Interrupt.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -27,8 +28,8 @@ OutputBuffer::~OutputBuffer()
 void OutputBuffer::put(QByteArrayView bytes)
 {
     while (!bytes.isEmpty()) {
-        if (m_sizeBytes == kCapacityBytes && !send())
-            throw outputError();
+        if (m_sizeBytes == kCapacityBytes)
+            sendOrThrow();
         const qsizetype taken = std::min(bytes.size(), static_cast<qsizetype>(kCapacityBytes - m_sizeBytes));
         std::copy_n(bytes.data(), taken, m_bytes.get() + m_sizeBytes);
         m_sizeBytes += static_cast<std::size_t>(taken);
@@ -38,8 +39,8 @@ void OutputBuffer::put(QByteArrayView bytes)
 
 char* OutputBuffer::room()
 {
-    if (kCapacityBytes - m_sizeBytes < kMaxRoom && !send())
-        throw outputError();
+    if (kCapacityBytes - m_sizeBytes < kMaxRoom)
+        sendOrThrow();
     return m_bytes.get() + m_sizeBytes;
 }
 
@@ -50,9 +51,15 @@ void OutputBuffer::commit(const char* end)
 
 void OutputBuffer::flush()
 {
+    sendOrThrow();
+    flushOutput();
+}
+
+void OutputBuffer::sendOrThrow()
+{
     if (!send())
         throw outputError();
-    flushOutput();
+    throwIfInterrupted();
 }
 
 /// Leaves nothing behind, also when it fails.

@@ -10,7 +10,7 @@ namespace Kiv::Cli
 {
 
 /// Collects bytes and hands them to stdout in large pieces. What is left goes there at the end of its life, also
-/// when an error ends the command.
+/// when an error ends the command. What throws CommandError does so on an interrupt, too.
 class OutputBuffer
 {
 public:
@@ -37,6 +37,7 @@ public:
 
 private:
     bool send();
+    void sendOrThrow();
 
     std::unique_ptr<char[]> m_bytes;
     std::size_t m_sizeBytes = 0;

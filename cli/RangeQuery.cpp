@@ -1,7 +1,10 @@
 #include "RangeQuery.h"
 
 #include "Errors.h"
+#include "OverwriteHistory.h"
+#include "Progress.h"
 #include "RawRange.h"
+#include "RequestIntervals.h"
 #include "ResultColumns.h"
 #include "Results.h"
 
@@ -16,11 +19,24 @@ namespace Kiv::Cli
 namespace
 {
 
+/// \return 0 when nobody knows without reading
+qint64 expectedRows(const Series& series, const RangeQuery& query)
+{
+    if (!query.request.isPlainRaw() || query.request.hasFilters() ||
+        !Progress::isWanted(Progress::Where::BesideOutput))
+        return 0;
+    const qint64 recordCount = countRecords(series, query.range);
+    return query.limit > 0 ? std::min(query.limit, recordCount) : recordCount;
+}
+
 void printRaw(const Series& series, const RangeQuery& query, RecordPrinter& printer)
 {
+    qint64 count = 0;
+    Progress progress(QStringLiteral("row"), expectedRows(series, query), Progress::Where::BesideOutput);
     visitRaw(series, query.request, query.range, [&](const Interpolate::DataRecord& record) {
         printer.print(record);
-        return query.limit == 0 || printer.recordCount() < query.limit;
+        progress.update(++count);
+        return count != query.limit;
     });
 }
 
@@ -28,10 +44,14 @@ void printRaw(const Series& series, const RangeQuery& query, RecordPrinter& prin
 void printColumns(const Series& series, const RangeQuery& query, qint64 engineLimit, RecordPrinter& printer)
 {
     qint64 missingCount = query.limit > 0 ? query.limit : std::numeric_limits<qint64>::max();
+    qint64 printedCount = 0;
+    Progress progress(QStringLiteral("row"), expectedRows(series, query), Progress::Where::BesideOutput);
     visitColumns(series, query.request, query.range, engineLimit, [&](const TSFileColumns& block) {
         const qint64 count = std::min(missingCount, static_cast<qint64>(block.size()));
         printer.print(block, static_cast<std::size_t>(count), series.type.metaType);
         missingCount -= count;
+        printedCount += count;
+        progress.update(printedCount);
         return missingCount > 0;
     });
 }
@@ -40,17 +60,19 @@ void printOverwritten(const std::unordered_map<qint64, QVariant>& overwritten, R
 {
     const std::map<qint64, QVariant> inOrder(overwritten.begin(), overwritten.end());
     for (const auto& [timestampMs, history] : inOrder) {
-        std::map<qint64, QVariant> oldValues;
-        const QVariantMap values = history.toMap();
-        for (auto entry = values.begin(); entry != values.end(); ++entry)
-            oldValues.emplace(entry.key().toLongLong(), entry.value());
-        for (const auto& [overwrittenAtMs, value] : oldValues)
+        for (const auto& [overwrittenAtMs, value] : oldValuesOf(history))
             printer.print({timestampMs, value}, RowKind::Overwritten, overwrittenAtMs);
     }
 }
 
 void checkCompanionQuery(const RangeQuery& query)
 {
+    if (query.request.analysis || isByLocalCalendar(query.request) || query.request.maxGapMs > 0)
+        throw CommandError(
+            ExitCode::Usage,
+            QStringLiteral("%1 goes with the records and the engine's own methods and "
+                           "intervals only; leave one of the two out")
+                .arg(query.withLate ? QStringLiteral("--late") : QStringLiteral("--overwritten")));
     if (query.request.hasFilters() || query.request.hasDifference())
         throw CommandError(
             ExitCode::Usage,

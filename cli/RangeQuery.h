@@ -5,7 +5,7 @@
 #include "RecordPrinter.h"
 #include "Request.h"
 #include "Series.h"
-#include "TimeText.h"
+#include "TimeBound.h"
 
 namespace Kiv::Cli
 {

@@ -1,5 +1,7 @@
 #include "RawRange.h"
 
+#include "Interrupt.h"
+
 #include <vector>
 
 namespace Kiv::Cli
@@ -25,6 +27,7 @@ void visitRaw(const Series& series, const Request& request, const TimeRange& ran
     std::vector<Interpolate::DataRecord> block;
     bool mayHaveMore = true;
     while (mayHaveMore) {
+        throwIfInterrupted();
         block.clear();
         const int wanted = blockRecordCount(series);
         series.read(request, rest.storeFrom(), rest.storeTo(), block, wanted);
@@ -36,6 +39,17 @@ void visitRaw(const Series& series, const Request& request, const TimeRange& ran
         if (mayHaveMore)
             rest.continueAfter(block.back().timestamp);
     }
+}
+
+std::optional<Interpolate::DataRecord> firstRecordFrom(const Series& series, qint64 timestampMs)
+{
+    std::optional<Interpolate::DataRecord> found;
+    visitRaw(series, {}, {{timestampMs, false}, {kLastRecord, true}},
+             [&found](const Interpolate::DataRecord& record) {
+                 found = record;
+                 return false;
+             });
+    return found;
 }
 
 qint64 countRecords(const Series& series, const TimeRange& range)

@@ -7,6 +7,7 @@
 #include "Series.h"
 
 #include <functional>
+#include <optional>
 
 namespace Kiv::Cli
 {
@@ -15,6 +16,9 @@ namespace Kiv::Cli
 /// \param request  plain raw
 void visitRaw(const Series& series, const Request& request, const TimeRange& range,
               const std::function<bool(const Interpolate::DataRecord& record)>& visit);
+
+/// \return the first record that is not before a time
+std::optional<Interpolate::DataRecord> firstRecordFrom(const Series& series, qint64 timestampMs);
 
 /// \return how many records lie in the range; whole files are counted by their size
 qint64 countRecords(const Series& series, const TimeRange& range);

@@ -1,20 +1,23 @@
 #include "RecordPrinter.h"
 
 #include "Errors.h"
+#include "RowPrinter.h"
+#include "Terminal.h"
 #include "ValueText.h"
-#include "Words.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <unistd.h>
 
 namespace Kiv::Cli
 {
 
 namespace
 {
+
+constexpr qsizetype kKindWidth = 13;
+constexpr const char* kTimeKey = "\"timestamp\":\"";
 
 /// What stands around time and value in a row without kinds.
 struct RowFrame {
@@ -32,10 +35,14 @@ RowFrame frameOf(OutputFormat format)
         return {"", "", "  ", "\n", "-"};
     case OutputFormat::Csv:
         return {"", "", ",", "\n", ""};
+    case OutputFormat::Tsv:
+        return {"", "", "\t", "\n", ""};
     case OutputFormat::Json:
+        return {"\n{", ",\n{", "\",\"value\":", "}", "null"};
+    case OutputFormat::Ndjson:
         break;
     }
-    return {"\n{\"timestamp\":\"", ",\n{\"timestamp\":\"", "\",\"value\":", "}", "null"};
+    return {"{", "{", "\",\"value\":", "}\n", "null"};
 }
 
 char* writeBytes(QByteArrayView bytes, char* to)
@@ -60,20 +67,6 @@ char* writeJsonNumber(double value, char* to)
     return to;
 }
 
-/// Quotes what the CSV reader would split, trim, or take for a missing value.
-QByteArray csvCell(const QVariant& value)
-{
-    if (value.isNull())
-        return {};
-    QByteArray cell = valueText(value).toUtf8();
-    const bool isSplit = std::any_of(cell.begin(), cell.end(), [](char character) {
-        return QByteArrayView(",\"\r\n").contains(character);
-    });
-    if (!cell.isEmpty() && !isSplit && cell.trimmed().size() == cell.size())
-        return cell;
-    return '"' + cell.replace('"', "\"\"") + '"';
-}
-
 QByteArray tableCell(const QVariant& value)
 {
     return value.isNull() ? QByteArray("-") : escapedControls(valueText(value)).toUtf8();
@@ -81,29 +74,61 @@ QByteArray tableCell(const QVariant& value)
 
 } // namespace
 
-OutputFormat parseOutputFormat(const QString& word)
+void RecordPrinter::showSeries(const QString& longestName)
 {
-    if (word.isEmpty())
-        return ::isatty(STDOUT_FILENO) ? OutputFormat::Table : OutputFormat::Csv;
-    if (word == QLatin1String("table"))
-        return OutputFormat::Table;
-    if (word == QLatin1String("csv"))
-        return OutputFormat::Csv;
-    if (word == QLatin1String("json"))
-        return OutputFormat::Json;
-    throw unknownWord(QStringLiteral("--format"), word,
-                      {QStringLiteral("table"), QStringLiteral("csv"), QStringLiteral("json")});
+    m_showsSeries = true;
+    m_seriesWidth = std::max(textWidth(longestName), static_cast<int>(qstrlen("series")));
+}
+
+void RecordPrinter::setSeries(const QString& name)
+{
+    if (!m_showsSeries)
+        return;
+    if (isSeparated(m_format))
+        m_series = separatedCell(name, separatorOf(m_format)) + separatorOf(m_format);
+    else if (isJson(m_format))
+        m_series = "\"series\":" + valueJson(name) + ',';
+    else
+        m_series = name.toUtf8() + QByteArray(std::max(0, m_seriesWidth - textWidth(name)) + 2, ' ');
+}
+
+void RecordPrinter::describe(const QString& unit, const QString& description)
+{
+    m_unit = unit;
+    m_description = description;
 }
 
 void RecordPrinter::begin()
 {
-    if (m_format == OutputFormat::Csv)
-        m_output.put(m_showsKinds ? "timestamp,value,kind,overwritten\n" : "timestamp,value\n");
-    else if (m_format == OutputFormat::Json)
+    if (m_format == OutputFormat::Table && m_recordCount > 0)
+        beginTable();
+    if (m_format == OutputFormat::Json)
         m_output.put("[");
-    else if (m_recordCount > 0)
-        m_output.put(m_showsKinds ? "timestamp                 kind         overwritten               value\n"
-                                  : "timestamp                 value\n");
+    if (!isSeparated(m_format))
+        return;
+    QByteArray head = m_showsSeries ? "series,timestamp,value" : "timestamp,value";
+    if (m_showsKinds)
+        head += ",kind,overwritten";
+    m_output.put(head.replace(',', separatorOf(m_format)) + '\n');
+}
+
+void RecordPrinter::beginTable()
+{
+    // As long as the times of the zone are at present.
+    const qsizetype timeWidth = formatTime(0).size();
+    if (!m_description.isEmpty())
+        m_output.put(escapedControls(m_description).toUtf8() + '\n');
+    QByteArray head;
+    if (m_showsSeries)
+        head += QByteArray("series").leftJustified(m_seriesWidth + 2);
+    head += QByteArray("timestamp").leftJustified(timeWidth + 2);
+    if (m_showsKinds)
+        head += QByteArray("kind").leftJustified(kKindWidth) +
+                QByteArray("overwritten").leftJustified(timeWidth + 2);
+    head += "value";
+    if (!m_unit.isEmpty())
+        head += " [" + escapedControls(m_unit).toUtf8() + ']';
+    m_output.put(styled(Stream::Output, Style::Bold, head) + '\n');
 }
 
 void RecordPrinter::putTime(qint64 timestampMs)
@@ -114,22 +139,24 @@ void RecordPrinter::putTime(qint64 timestampMs)
 void RecordPrinter::printTableRow(const Interpolate::DataRecord& record, const QByteArray& kind,
                                   const QByteArray& overwrittenAt)
 {
-    constexpr qsizetype kKindWidth = 13;
-    constexpr qsizetype kTimeWidth = 26;
+    m_output.put(m_series);
     putTime(record.timestamp);
     m_output.put("  ");
     if (m_showsKinds)
         m_output.put(kind.leftJustified(kKindWidth) +
-                     (overwrittenAt.isEmpty() ? QByteArray("-") : overwrittenAt).leftJustified(kTimeWidth));
+                     (overwrittenAt.isEmpty() ? QByteArray("-") : overwrittenAt)
+                         .leftJustified(formatTime(0).size() + 2));
     m_output.put(tableCell(record.value) + '\n');
 }
 
-void RecordPrinter::printCsvRow(const Interpolate::DataRecord& record, const QByteArray& kind,
-                                const QByteArray& overwrittenAt)
+void RecordPrinter::printSeparatedRow(const Interpolate::DataRecord& record, const QByteArray& kind,
+                                      const QByteArray& overwrittenAt)
 {
+    const char separator = separatorOf(m_format);
+    m_output.put(m_series);
     putTime(record.timestamp);
-    m_output.put(',' + csvCell(record.value));
-    m_output.put(m_showsKinds ? ',' + kind + ',' + overwrittenAt + '\n' : QByteArray("\n"));
+    m_output.put(separator + separatedCell(record.value, separator));
+    m_output.put(m_showsKinds ? separator + kind + separator + overwrittenAt + '\n' : QByteArray("\n"));
 }
 
 void RecordPrinter::printJsonRow(const Interpolate::DataRecord& record, const QByteArray& kind,
@@ -137,6 +164,8 @@ void RecordPrinter::printJsonRow(const Interpolate::DataRecord& record, const QB
 {
     const RowFrame frame = frameOf(m_format);
     m_output.put(m_recordCount == 1 ? frame.firstStart : frame.start);
+    m_output.put(m_series);
+    m_output.put(kTimeKey);
     putTime(record.timestamp);
     m_output.put(frame.middle);
     m_output.put(valueJson(record.value));
@@ -160,9 +189,11 @@ void RecordPrinter::print(const Interpolate::DataRecord& record, RowKind kind,
         printTableRow(record, kindName, overwrittenAt);
         break;
     case OutputFormat::Csv:
-        printCsvRow(record, kindName, overwrittenAt);
+    case OutputFormat::Tsv:
+        printSeparatedRow(record, kindName, overwrittenAt);
         break;
     case OutputFormat::Json:
+    case OutputFormat::Ndjson:
         printJsonRow(record, kindName, overwrittenAt);
         break;
     }
@@ -173,11 +204,14 @@ template <typename WriteValue>
 void RecordPrinter::printRows(const TSFileColumns& block, std::size_t count, const WriteValue& writeValue)
 {
     const RowFrame frame = frameOf(m_format);
+    const QByteArray prefix = m_series + (isJson(m_format) ? kTimeKey : "");
+    const QByteArray firstStart = frame.firstStart.toByteArray() + prefix;
+    const QByteArray start = frame.start.toByteArray() + prefix;
     for (std::size_t i = 0; i < count; ++i) {
         if (++m_recordCount == 1)
             begin();
+        m_output.put(m_recordCount == 1 ? firstStart : start);
         char* to = m_output.room();
-        to = writeBytes(m_recordCount == 1 ? frame.firstStart : frame.start, to);
         to = m_times.write(block.timestamps[i], to);
         to = writeBytes(frame.middle, to);
         to = block.isNull[i] != 0 ? writeBytes(frame.null, to) : writeValue(i, to);
@@ -201,7 +235,7 @@ void RecordPrinter::print(const TSFileColumns& block, std::size_t count, QMetaTy
         });
     else if (type != QMetaType::Double)
         printRows(block, count, [&](std::size_t i, char* to) { return writeInteger(integerAt(i), to); });
-    else if (m_format == OutputFormat::Json)
+    else if (isJson(m_format))
         printRows(block, count,
                   [&](std::size_t i, char* to) { return writeJsonNumber(block.doubles[i], to); });
     else

@@ -3,6 +3,7 @@
 // Owns the output formats of records.
 
 #include "OutputBuffer.h"
+#include "OutputFormat.h"
 #include "TimeText.h"
 
 #include "Interpolate.h"
@@ -16,16 +17,6 @@
 
 namespace Kiv::Cli
 {
-
-enum class OutputFormat {
-    Table, ///< for people
-    Csv,   ///< what import reads back
-    Json,  ///< one array of objects
-};
-
-/// \param word  of --format; empty takes a table on a terminal, CSV elsewhere
-/// \throws CommandError
-OutputFormat parseOutputFormat(const QString& word);
 
 /// Where a row comes from.
 enum class RowKind {
@@ -43,6 +34,14 @@ public:
     /// Gives every row its kind and the time at which its value was overwritten.
     void showKinds() { m_showsKinds = true; }
 
+    /// Gives every row the name of its series, which setSeries() tells.
+    /// \param longestName  of all that will come, for the width of a table's column
+    void showSeries(const QString& longestName);
+    void setSeries(const QString& name);
+
+    /// What the values are, for the head of a table.
+    void describe(const QString& unit, const QString& description);
+
     void print(const Interpolate::DataRecord& record, RowKind kind = RowKind::Record,
                std::optional<qint64> overwrittenAtMs = std::nullopt);
 
@@ -58,11 +57,12 @@ public:
 
 private:
     void begin();
+    void beginTable();
     void putTime(qint64 timestampMs);
     void printTableRow(const Interpolate::DataRecord& record, const QByteArray& kind,
                        const QByteArray& overwrittenAt);
-    void printCsvRow(const Interpolate::DataRecord& record, const QByteArray& kind,
-                     const QByteArray& overwrittenAt);
+    void printSeparatedRow(const Interpolate::DataRecord& record, const QByteArray& kind,
+                           const QByteArray& overwrittenAt);
     void printJsonRow(const Interpolate::DataRecord& record, const QByteArray& kind,
                       const QByteArray& overwrittenAt);
     template <typename WriteValue>
@@ -72,6 +72,11 @@ private:
     OutputBuffer m_output;
     TimeWriter m_times;
     bool m_showsKinds = false;
+    bool m_showsSeries = false;
+    int m_seriesWidth = 0;
+    QByteArray m_series; ///< the cell of the present series with all that stands around it, before the time
+    QString m_unit;
+    QString m_description;
     qint64 m_recordCount = 0;
 };
 

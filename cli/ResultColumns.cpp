@@ -1,5 +1,8 @@
 #include "ResultColumns.h"
 
+#include "Interrupt.h"
+#include "RequestIntervals.h"
+
 #include <algorithm>
 #include <limits>
 #include <vector>
@@ -38,7 +41,8 @@ void narrow(const SafeRange& range, TSFileColumns& block)
 
 bool comeInColumns(const Series& series, const Request& request)
 {
-    if (isFloat(series.type) || isVariableLength(series.type) || isFilledHere(request.fill))
+    if (isFloat(series.type) || isVariableLength(series.type) || request.isFinishedHere() ||
+        isByLocalCalendar(request))
         return false;
     if (series.type.metaType == QMetaType::Double || request.isPlainRaw())
         return true;
@@ -56,6 +60,7 @@ void visitColumns(const Series& series, const Request& request, const TimeRange&
     TSFileColumnReader reader(*series.storage, request.param, request.passes, safe.storeFrom(),
                               safe.storeTo(), request.shift, engineLimit);
     for (TSFileColumns block; reader.next(block);) {
+        throwIfInterrupted();
         if (!safe.isExact())
             narrow(safe, block);
         if (!visit(block))

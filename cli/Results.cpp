@@ -1,8 +1,13 @@
 #include "Results.h"
 
+#include "AnalysisResults.h"
+#include "CalendarResults.h"
 #include "Errors.h"
+#include "GapResults.h"
 #include "MethodText.h"
-#include "RawRange.h"
+#include "RequestIntervals.h"
+#include "SafeRange.h"
+#include "TimeText.h"
 
 #include <algorithm>
 #include <array>
@@ -29,13 +34,6 @@ void checkExactBound(const QString& option, const TimeBound& bound)
                 .arg(option, formatTime(bound.value), formatTime(kBeforeSymbols), formatTime(kAfterSymbols)));
 }
 
-qint64 resolved(const TimeBound& bound, qint64 firstMs, qint64 lastMs)
-{
-    if (!bound.isSymbolic)
-        return bound.value;
-    return bound.value == kFirstRecord ? firstMs : lastMs;
-}
-
 /// Of calendar intervals the shortest ones.
 qint64 intervalSeconds(qint64 interval)
 {
@@ -50,7 +48,7 @@ qint64 intervalSeconds(qint64 interval)
 /// Filling gives a result for every interval, which may be many times the records.
 void checkResultCount(const Interpolate::InterpolateParam& pass, qint64 lengthMs, qint64 maxCount)
 {
-    if (pass.interval == 0 || !understoodMethod(pass).fill)
+    if (pass.interval == 0)
         return;
     const qint64 count = lengthMs / 1000 / intervalSeconds(pass.interval);
     if (count > maxCount)
@@ -63,19 +61,25 @@ void checkResultCount(const Interpolate::InterpolateParam& pass, qint64 lengthMs
 
 void checkResultCounts(const Series& series, const Request& request, const TimeRange& range, qint64 limit)
 {
-    Interpolate::DataRecord first;
-    Interpolate::DataRecord last;
-    if (!series.first(first) || !series.last(last))
+    const std::optional<ResolvedRange> resolved = resolveRange(series, range);
+    if (!resolved)
         return;
-    const qint64 lengthMs = resolved(range.to, first.timestamp, last.timestamp) -
-                            resolved(range.from, first.timestamp, last.timestamp);
+    const qint64 lengthMs = resolved->toMs - resolved->fromMs;
     // The engine counts neither nulls nor what a filter drops against a limit, and with earlier passes nothing.
     const bool isBounded = limit > 0 && request.passes.empty() && !request.hasFilters() &&
                            !isFilledHere(request.fill) && !understoodMethod(request.param).fillNull;
-    if (!isBounded)
+    const bool isFilled =
+        request.analysis ? isFilledHere(request.fill) : understoodMethod(request.param).fill;
+    // The program's own methods look at every interval, and its own calendar reads each.
+    const bool visitsAll = request.analysis || isByLocalCalendar(request) || request.maxGapMs > 0;
+    if (isFilled && !isBounded)
         checkResultCount(request.param, lengthMs, kMaxResultCount);
-    for (const Interpolate::InterpolateParam& pass : request.passes)
-        checkResultCount(pass, lengthMs, kMaxPassResultCount);
+    else if (visitsAll)
+        checkResultCount(request.param, lengthMs, kMaxPassResultCount);
+    for (const Interpolate::InterpolateParam& pass : request.passes) {
+        if (understoodMethod(pass).fill)
+            checkResultCount(pass, lengthMs, kMaxPassResultCount);
+    }
 }
 
 /// Filters after filling, so that a filled value counts like any other. A null passes no comparison.
@@ -99,6 +103,20 @@ void filterHere(const Interpolate::InterpolateParam& param, Records& results)
     results.erase(std::remove_if(results.begin(), results.end(), isDropped), results.end());
 }
 
+/// Whether an interval of which nothing is known has a null.
+bool keepsNulls(const Request& request)
+{
+    if (request.analysis || request.fill != FillChoice::Engine)
+        return isFilledHere(request.fill);
+    return understoodMethod(request.param).fillNull;
+}
+
+void dropNulls(Records& results)
+{
+    const auto isNull = [](const Interpolate::DataRecord& result) { return result.value.isNull(); };
+    results.erase(std::remove_if(results.begin(), results.end(), isNull), results.end());
+}
+
 /// The engine closes its last interval even after the limit, and with earlier passes it knows no limit.
 void cutToLimit(qint64 limit, Records& results)
 {
@@ -118,7 +136,7 @@ void checkRequest(const Series& series, const Request& request, const TimeRange&
 {
     checkExactBounds(range);
     const bool isByIntervals =
-        request.param.interval != 0 ||
+        request.param.interval != 0 || request.analysis ||
         std::any_of(request.passes.begin(), request.passes.end(),
                     [](const Interpolate::InterpolateParam& pass) { return pass.interval != 0; });
     if (isVariableLength(series.type) && (isByIntervals || request.hasDifference()))
@@ -135,19 +153,32 @@ std::vector<Interpolate::DataRecord> readResults(const Series& series, const Req
                                                  CompanionResults* companions)
 {
     Records results;
+    const std::optional<ResolvedRange> resolved = resolveRange(series, range);
+    if (!resolved)
+        return results;
+    // By a local calendar the program fills some periods, too.
+    const bool isFinishedHere =
+        request.isFinishedHere() || (isByLocalCalendar(request) && request.hasFilters());
     Request engineRequest = request;
-    qint64 engineLimit = limit;
-    if (isFilledHere(request.fill)) {
-        // What is filled, filtered and cut afterwards must all be there.
+    // What is filled, filtered and cut afterwards must all be there.
+    if (isFinishedHere)
         engineRequest.param.filterParams.clear();
-        engineLimit = 0;
-    }
-    series.readWithCompanions(
-        engineRequest, range.from.value, range.to.value, results,
-        static_cast<int>(std::min<qint64>(engineLimit, std::numeric_limits<int>::max())),
-        companions ? &companions->late : nullptr, companions ? &companions->overwritten : nullptr);
-    if (isFilledHere(request.fill)) {
+    const qint64 engineLimit = isFinishedHere ? 0 : limit;
+    if (request.analysis)
+        results = readAnalysis(series, request, range, *resolved, limit);
+    else if (isByLocalCalendar(request))
+        results = readByLocalCalendar(series, engineRequest, range, *resolved, engineLimit);
+    else
+        series.readWithCompanions(
+            engineRequest, range.from.value, range.to.value, results,
+            static_cast<int>(std::min<qint64>(engineLimit, std::numeric_limits<int>::max())),
+            companions ? &companions->late : nullptr, companions ? &companions->overwritten : nullptr);
+    if (isFinishedHere) {
         finishFill(request.param, request.fill, results);
+        if (request.maxGapMs > 0 && request.param.interval != 0)
+            forgetHoles(series, request, range, *resolved, results);
+        if (!keepsNulls(request) && (request.analysis || request.maxGapMs > 0))
+            dropNulls(results);
         filterHere(request.param, results);
     }
     cutToLimit(limit, results);

@@ -5,7 +5,7 @@
 
 #include "Request.h"
 #include "Series.h"
-#include "TimeText.h"
+#include "TimeBound.h"
 
 #include <unordered_map>
 #include <vector>

@@ -2,7 +2,7 @@
 
 // Owns ends of a range that the store cannot take for one of its symbols.
 
-#include "TimeText.h"
+#include "TimeBound.h"
 
 namespace Kiv::Cli
 {

@@ -3,13 +3,38 @@
 #include "Errors.h"
 #include "FloatSeries.h"
 
+#include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
 
 namespace Kiv::Cli
 {
 
 namespace
 {
+
+void checkCanBeListed(const QString& directory)
+{
+    if (DIR* const listing = ::opendir(QFile::encodeName(directory).constData()))
+        ::closedir(listing);
+    else if (errno != ENOENT)
+        throw CommandError(ExitCode::FileError,
+                           QStringLiteral("cannot read the directory %1: %2")
+                               .arg(directory, QString::fromLocal8Bit(std::strerror(errno))));
+}
+
+/// The store takes what it cannot look into for empty.
+void checkIsReadable(const QString& directory)
+{
+    checkCanBeListed(directory);
+    QDirIterator below(directory, QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (below.hasNext())
+        checkCanBeListed(below.next());
+}
 
 CommandError typeChoiceError(const QString& path, const QStringList& choices)
 {
@@ -101,6 +126,8 @@ Series openSeries(const QString& path, const QString& typeWord)
     const Sidecar sidecar = Sidecar::load(path);
     const SeriesType* const type = findType(path, typeWord, sidecar);
     if (!type)
+        checkCanBeListed(path);
+    if (!type)
         throw CommandError(ExitCode::NothingFound, QStringLiteral("%1 holds no series").arg(path));
     return {path, *type, std::make_unique<TSFileStorage>(path, type->metaType, sidecar.maxFileSizeBytes())};
 }
@@ -125,6 +152,7 @@ void checkSeriesPath(const QString& option, const QString& path)
 
 void failWithoutRecords(const Series& series)
 {
+    checkIsReadable(series.path + u'/' + series.type.marker);
     throw CommandError(ExitCode::NothingFound,
                        QStringLiteral("%1 holds no records of type %2").arg(series.path, series.type.word));
 }

@@ -18,8 +18,20 @@ namespace
 
 const QString kTypeKey = QStringLiteral("type");
 const QString kMaxFileSizeKey = QStringLiteral("maxFileSize");
+const QString kUnitKey = QStringLiteral("unit");
+const QString kDescriptionKey = QStringLiteral("description");
 
 } // namespace
+
+int checkedMaxFileSize(qint64 sizeBytes)
+{
+    if (sizeBytes < 1 || sizeBytes > std::numeric_limits<int>::max())
+        throw CommandError(ExitCode::Usage,
+                           QStringLiteral("--max-file-size: %1 is not between 1 and %2 bytes")
+                               .arg(sizeBytes)
+                               .arg(std::numeric_limits<int>::max()));
+    return static_cast<int>(sizeBytes);
+}
 
 Sidecar Sidecar::load(const QString& basePath)
 {
@@ -64,6 +76,26 @@ int Sidecar::maxFileSizeBytes() const
     return value.isUndefined() ? kDefaultMaxFileSizeBytes : value.toInt(0);
 }
 
+QString Sidecar::unit() const
+{
+    return m_entries.value(kUnitKey).toString();
+}
+
+QString Sidecar::description() const
+{
+    return m_entries.value(kDescriptionKey).toString();
+}
+
+void Sidecar::setUnit(const QString& text)
+{
+    setEntry(kUnitKey, text.isEmpty() ? QJsonValue(QJsonValue::Undefined) : QJsonValue(text));
+}
+
+void Sidecar::setDescription(const QString& text)
+{
+    setEntry(kDescriptionKey, text.isEmpty() ? QJsonValue(QJsonValue::Undefined) : QJsonValue(text));
+}
+
 void Sidecar::setTypeWord(const QString& word)
 {
     setEntry(kTypeKey, word);
@@ -78,6 +110,7 @@ void Sidecar::setEntry(const QString& key, const QJsonValue& value)
 {
     if (m_entries.value(key) == value)
         return;
+    // Undefined removes.
     m_entries.insert(key, value);
     m_changed = true;
 }

@@ -10,6 +10,10 @@ namespace Kiv::Cli
 
 inline constexpr int kDefaultMaxFileSizeBytes = 1'000'000;
 
+/// The value of --max-file-size.
+/// \throws CommandError (usage)
+int checkedMaxFileSize(qint64 sizeBytes);
+
 class Sidecar
 {
 public:
@@ -23,8 +27,16 @@ public:
     QString typeWord() const;
     int maxFileSizeBytes() const;
 
+    /// \return what people read beside values; empty without one
+    QString unit() const;
+    QString description() const;
+
     void setTypeWord(const QString& word);
     void setMaxFileSizeBytes(int sizeBytes);
+
+    /// \param text  empty removes it
+    void setUnit(const QString& text);
+    void setDescription(const QString& text);
 
     /// Writes the file if anything was set to a new value: completely or not at all.
     /// \throws CommandError

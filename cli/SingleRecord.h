@@ -13,8 +13,8 @@ namespace Kiv::Cli
 /// Looks one record up in an open series; false when there is none.
 using RecordLookUp = std::function<bool(const Series& series, Interpolate::DataRecord& record)>;
 
-/// Opens the series and prints the record.
-/// \throws CommandError (nothing found) when the series holds no records
+/// Opens the series and prints the record of each.
+/// \throws CommandError (nothing found) when there is one series, which holds no records
 ExitCode printSingleRecord(const RecordOptions& options, const RecordLookUp& lookUp);
 
 } // namespace Kiv::Cli

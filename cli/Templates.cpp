@@ -2,6 +2,7 @@
 
 #include "Errors.h"
 #include "MethodText.h"
+#include "TemplateRules.h"
 #include "Words.h"
 
 #include <QJsonArray>
@@ -81,8 +82,7 @@ void warnOfDoubts(const QString& name, const Interpolate::InterpolateParam& pass
     } catch (const CommandError& error) {
         printWarning(error.text());
     }
-    const bool isDifference = !understoodMethod(pass).differenceWord.isEmpty();
-    if (pass.interval == 0 && !pass.method.isEmpty() && !isDifference)
+    if (hasIdleMethod(pass))
         printWarning(QStringLiteral("%1: without an interval the method %2 gives raw records")
                          .arg(place, quoted(pass.method)));
     constexpr qint64 kLastCalendarCode = -6;

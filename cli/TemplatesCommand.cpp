@@ -1,7 +1,10 @@
 #include "Commands.h"
+#include "IntervalText.h"
 #include "MethodText.h"
 #include "RangeQuery.h"
+#include "RowPrinter.h"
 #include "SharedOptions.h"
+#include "TemplateCheck.h"
 #include "Templates.h"
 
 #include <CLI/CLI.hpp>
@@ -85,15 +88,21 @@ ExitCode tryTemplate(const TryArguments& arguments)
     query.request = requestOf(arguments.name);
     query.limit = arguments.limit;
     checkLimit(query.limit);
-    RecordPrinter printer(parseOutputFormat(QString::fromStdString(arguments.record.formatWord)));
-    const Series series = openSeries(arguments.record.series);
     printMessage(requestText(query.request));
-    printRange(series, query, printer);
-    printer.finish();
-    if (printer.recordCount() > 0)
-        return ExitCode::Good;
-    printMessage(QStringLiteral("the template gives nothing for this range"));
-    return ExitCode::NothingFound;
+    return printTo(arguments.record.output, [&](OutputFormat format) {
+        RecordPrinter printer(format);
+        const std::vector<Series> all = openAllSeries(arguments.record.series);
+        prepareForSeries(printer, all, query.request);
+        for (const Series& series : all) {
+            printer.setSeries(series.path);
+            printRange(series, query, printer);
+        }
+        printer.finish();
+        if (printer.recordCount() > 0)
+            return ExitCode::Good;
+        printMessage(QStringLiteral("the template gives nothing for this range"));
+        return ExitCode::NothingFound;
+    });
 }
 
 CLI::App* addTryCommand(CLI::App& parser, TryArguments& arguments)
@@ -107,6 +116,51 @@ CLI::App* addTryCommand(CLI::App& parser, TryArguments& arguments)
                       "  kivts templates try HourlyMean data/plant\n"
                       "  kivts templates try HourlyMean data/plant --from 2024-05-01 --limit 100\n");
     return tryParser;
+}
+
+QString levelText(FindingLevel level)
+{
+    static const QString kTexts[] = {QStringLiteral("ok"), QStringLiteral("note"), QStringLiteral("warning"),
+                                     QStringLiteral("error")};
+    return kTexts[static_cast<int>(level)];
+}
+
+ExitCode printFindings(const TemplateReport& report, OutputFormat format)
+{
+    RowPrinter printer(format, {{QStringLiteral("file")},
+                                {QStringLiteral("line"), CellKind::Number},
+                                {QStringLiteral("template")},
+                                {QStringLiteral("level")},
+                                {QStringLiteral("finding")}});
+    for (const TemplateFinding& finding : report.findings)
+        printer.print({finding.file, finding.line > 0 ? QVariant(finding.line) : QVariant(),
+                       finding.templateName.isEmpty() ? QVariant() : QVariant(finding.templateName),
+                       levelText(finding.level), finding.text});
+    printer.finish();
+    const qint64 errorCount = report.count(FindingLevel::Error);
+    printMessage(QStringLiteral("%1, %2: %3, %4")
+                     .arg(counted(report.fileCount, QStringLiteral("file")),
+                          counted(report.templateCount, QStringLiteral("template")),
+                          counted(errorCount, QStringLiteral("error")),
+                          counted(report.count(FindingLevel::Warning), QStringLiteral("warning"))));
+    if (errorCount > 0)
+        return ExitCode::BadData;
+    return report.fileCount > 0 ? ExitCode::Good : ExitCode::NothingFound;
+}
+
+CLI::App* addCheckCommand(CLI::App& parser, OutputOptions& output)
+{
+    CLI::App* const check = parser.add_subcommand("check", "Look for mistakes in the template files");
+    addOutputOptions(*check, output);
+    check->footer(
+        "\nThe engine passes over what it does not understand; this command says what and where. Errors are\n"
+        "files that cannot be read, values of the wrong kind, unknown methods and a name twice in a file;\n"
+        "the exit code is then 4. A name in several files is a note: the later one is laid over the "
+        "earlier.\n"
+        "\nExamples:\n"
+        "  kivts templates check\n"
+        "  kivts templates check --format json\n");
+    return check;
 }
 
 constexpr const char* kFooter = R"(
@@ -129,7 +183,7 @@ Examples:
 
 Command addTemplatesCommand(CLI::App& program)
 {
-    CLI::App* const parser = program.add_subcommand("templates", "List, show or try named requests");
+    CLI::App* const parser = program.add_subcommand("templates", "List, show, try or check named requests");
     parser->require_subcommand(1);
     parser->footer(kFooter);
 
@@ -149,9 +203,16 @@ Command addTemplatesCommand(CLI::App& program)
     const auto tryArguments = std::make_shared<TryArguments>();
     addTryCommand(*parser, *tryArguments);
 
-    return {parser, [list, show, shownName, tryArguments] {
+    const auto checkOutput = std::make_shared<OutputOptions>();
+    CLI::App* const check = addCheckCommand(*parser, *checkOutput);
+
+    return {parser, [list, show, shownName, tryArguments, check, checkOutput] {
                 if (list->parsed())
                     return listTemplates();
+                if (check->parsed())
+                    return printTo(*checkOutput, [](OutputFormat format) {
+                        return printFindings(checkTemplates(), format);
+                    });
                 return show->parsed() ? showTemplate(*shownName) : tryTemplate(*tryArguments);
             }};
 }

@@ -1,8 +1,5 @@
 #include "TimeText.h"
 
-#include "Errors.h"
-#include "Words.h"
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -16,20 +13,6 @@ namespace
 {
 
 constexpr qint64 kMsPerDay = 86'400'000;
-
-// The store's codes of calendar intervals count down from -1 in this order.
-const QStringList kCalendarWords = {QStringLiteral("day"),      QStringLiteral("week"),
-                                    QStringLiteral("month"),    QStringLiteral("quarter"),
-                                    QStringLiteral("halfyear"), QStringLiteral("year")};
-
-struct IntervalUnit {
-    const char* name;
-    qint64 seconds;
-};
-
-// From short to long.
-constexpr std::array<IntervalUnit, 6> kIntervalUnits = {
-    {{"", 1}, {"s", 1}, {"m", 60}, {"h", 3600}, {"d", 86'400}, {"w", 604'800}}};
 
 bool isDigit(char character)
 {
@@ -85,7 +68,13 @@ private:
     std::string_view m_rest;
 };
 
-bool scanDate(FieldScanner& scanner, qint64& dateMs)
+/// \return the start of a date on the clock
+qint64 localMidnight(std::chrono::sys_days date)
+{
+    return date.time_since_epoch().count() * kMsPerDay;
+}
+
+bool scanDate(FieldScanner& scanner, std::chrono::year_month_day& date)
 {
     int year = 0;
     int month = 0;
@@ -93,13 +82,9 @@ bool scanDate(FieldScanner& scanner, qint64& dateMs)
     if (!scanner.number(4, year) || !scanner.accept("-") || !scanner.number(2, month) ||
         !scanner.accept("-") || !scanner.number(2, day))
         return false;
-    const std::chrono::year_month_day date{std::chrono::year(year),
-                                           std::chrono::month(static_cast<unsigned>(month)),
-                                           std::chrono::day(static_cast<unsigned>(day))};
-    if (!date.ok())
-        return false;
-    dateMs = std::chrono::sys_days(date).time_since_epoch().count() * kMsPerDay;
-    return true;
+    date = {std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+            std::chrono::day(static_cast<unsigned>(day))};
+    return date.ok();
 }
 
 bool scanTimeOfDay(FieldScanner& scanner, qint64& timeOfDayMs)
@@ -122,20 +107,28 @@ bool scanTimeOfDay(FieldScanner& scanner, qint64& timeOfDayMs)
     return true;
 }
 
-bool scanZone(FieldScanner& scanner, qint64& eastMs)
+/// \param eastMs  nothing when no zone is given
+bool scanZone(FieldScanner& scanner, std::optional<qint64>& eastMs)
 {
+    eastMs.reset();
+    if (scanner.atEnd())
+        return true;
     eastMs = 0;
-    if (scanner.atEnd() || scanner.accept("Zz"))
+    if (scanner.accept("Zz"))
         return true;
     const bool east = scanner.accept("+");
     int hours = 0;
     int minutes = 0;
+    int seconds = 0;
     if ((!east && !scanner.accept("-")) || !scanner.number(2, hours))
         return false;
     const bool minutesFollow = scanner.accept(":") || !scanner.atEnd();
     if ((minutesFollow && !scanner.number(2, minutes)) || hours > 23 || minutes > 59)
         return false;
-    eastMs = (east ? 1 : -1) * (hours * 60LL + minutes) * 60'000;
+    // Offsets of local mean time, which a zone had before it had rules.
+    if (scanner.accept(":") && (!scanner.number(2, seconds) || seconds > 59))
+        return false;
+    eastMs = (east ? 1 : -1) * ((hours * 60LL + minutes) * 60 + seconds) * 1000;
     return true;
 }
 
@@ -149,7 +142,7 @@ char* writeDigits(qint64 number, int digitCount, char* to)
     return to + digitCount;
 }
 
-/// "13:45:12.000Z"
+/// "13:45:12.000"
 char* writeTimeOfDay(qint64 timeOfDayMs, char* to)
 {
     to = writeDigits(timeOfDayMs / 3'600'000, 2, to);
@@ -158,15 +151,7 @@ char* writeTimeOfDay(qint64 timeOfDayMs, char* to)
     *to++ = ':';
     to = writeDigits(timeOfDayMs / 1000 % 60, 2, to);
     *to++ = '.';
-    to = writeDigits(timeOfDayMs % 1000, 3, to);
-    *to++ = 'Z';
-    return to;
-}
-
-QString timeForms()
-{
-    return QStringLiteral(
-        "ISO 8601 such as 2024-05-17T13:45:12Z, @seconds, milliseconds, first, last or now");
+    return writeDigits(timeOfDayMs % 1000, 3, to);
 }
 
 } // namespace
@@ -179,17 +164,48 @@ bool isStorableTimestamp(qint64 timestampMs)
 std::optional<qint64> parseIsoTime(std::string_view text)
 {
     FieldScanner scanner(text);
-    qint64 dateMs = 0;
-    if (!scanDate(scanner, dateMs))
+    std::chrono::year_month_day date;
+    if (!scanDate(scanner, date))
         return std::nullopt;
+    const qint64 midnightMs = localMidnight(date);
     if (scanner.atEnd())
-        return dateMs;
+        return programZone().startOfDay(midnightMs);
     qint64 timeOfDayMs = 0;
-    qint64 eastMs = 0;
+    std::optional<qint64> eastMs;
     if (!scanner.accept("Tt ") || !scanTimeOfDay(scanner, timeOfDayMs) || !scanZone(scanner, eastMs) ||
         !scanner.atEnd())
         return std::nullopt;
-    return dateMs + timeOfDayMs - eastMs;
+    const qint64 localMs = midnightMs + timeOfDayMs;
+    return eastMs ? localMs - *eastMs : programZone().fromLocal(localMs);
+}
+
+TimePeriod periodOfDays(std::chrono::sys_days first, std::chrono::sys_days next)
+{
+    return {programZone().startOfDay(localMidnight(first)),
+            programZone().startOfDay(localMidnight(next)) - 1};
+}
+
+std::optional<TimePeriod> parsePeriod(std::string_view text)
+{
+    using namespace std::chrono;
+    FieldScanner scanner(text);
+    int number = 0;
+    if (!scanner.number(4, number))
+        return std::nullopt;
+    const year periodYear(number);
+    if (scanner.atEnd())
+        return periodOfDays(periodYear / January / 1, (periodYear + years(1)) / January / 1);
+    if (!scanner.accept("-") || !scanner.number(2, number) || number < 1 || number > 12)
+        return std::nullopt;
+    const year_month periodMonth = periodYear / month(static_cast<unsigned>(number));
+    if (scanner.atEnd())
+        return periodOfDays(periodMonth / 1, (periodMonth + months(1)) / 1);
+    if (!scanner.accept("-") || !scanner.number(2, number) || !scanner.atEnd())
+        return std::nullopt;
+    const year_month_day date = periodMonth / number;
+    if (!date.ok())
+        return std::nullopt;
+    return periodOfDays(date, sys_days(date) + days(1));
 }
 
 std::optional<qint64> parseMilliseconds(std::string_view text)
@@ -235,8 +251,10 @@ std::optional<qint64> parseTime(std::string_view text)
 
 QString formatTime(qint64 timestampMs)
 {
-    const qint64 remainderMs = timestampMs % kMsPerDay;
-    const qint64 dayNumber = timestampMs / kMsPerDay - (remainderMs < 0 ? 1 : 0);
+    const qint64 eastMs = programZone().offsetAt(timestampMs).eastMs;
+    const qint64 localMs = timestampMs + eastMs;
+    const qint64 remainderMs = localMs % kMsPerDay;
+    const qint64 dayNumber = localMs / kMsPerDay - (remainderMs < 0 ? 1 : 0);
     const qint64 timeOfDayMs = remainderMs + (remainderMs < 0 ? kMsPerDay : 0);
     constexpr qint64 kMaxDays = 10'000'000;
     if (dayNumber > kMaxDays || dayNumber < -kMaxDays)
@@ -244,91 +262,30 @@ QString formatTime(qint64 timestampMs)
     const std::chrono::year_month_day date{
         std::chrono::sys_days{std::chrono::days{static_cast<std::chrono::days::rep>(dayNumber)}}};
     const int year = static_cast<int>(date.year());
-    const char* const form = year >= 0 && year <= 9999 ? "%04d-%02u-%02uT%02d:%02d:%02d.%03dZ"
-                                                       : "%+06d-%02u-%02uT%02d:%02d:%02d.%03dZ";
-    return QString::asprintf(form, year, static_cast<unsigned>(date.month()),
-                             static_cast<unsigned>(date.day()), static_cast<int>(timeOfDayMs / 3'600'000),
-                             static_cast<int>(timeOfDayMs / 60'000 % 60),
-                             static_cast<int>(timeOfDayMs / 1000 % 60), static_cast<int>(timeOfDayMs % 1000));
+    std::array<char, TimeWriter::kMaxLength> timeAndZone;
+    const char* const end =
+        writeOffset(programZone(), eastMs, writeTimeOfDay(timeOfDayMs, timeAndZone.data()));
+    return QString::asprintf(year >= 0 && year <= 9999 ? "%04d-%02u-%02uT" : "%+06d-%02u-%02uT", year,
+                             static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day())) +
+           QString::fromLatin1(timeAndZone.data(), end - timeAndZone.data());
 }
 
 char* TimeWriter::write(qint64 timestampMs, char* to)
 {
-    const bool isSameDay = timestampMs >= m_dayStartMs && timestampMs < m_dayStartMs + kMsPerDay;
+    if (!m_span.contains(timestampMs))
+        m_span = programZone().offsetAt(timestampMs);
+    const qint64 localMs = timestampMs + m_span.eastMs;
+    const bool isSameDay = localMs >= m_dayStartMs && localMs < m_dayStartMs + kMsPerDay;
     if (!isSameDay) {
         const QByteArray text = formatTime(timestampMs).toLatin1();
-        if (!isStorableTimestamp(timestampMs))
+        if (!isStorableTimestamp(localMs))
             return std::copy(text.begin(), text.end(), to);
         std::copy_n(text.begin(), kDateLength, m_date.begin());
-        const qint64 sinceDayStartMs = timestampMs % kMsPerDay;
-        m_dayStartMs = timestampMs - sinceDayStartMs - (sinceDayStartMs < 0 ? kMsPerDay : 0);
+        const qint64 sinceDayStartMs = localMs % kMsPerDay;
+        m_dayStartMs = localMs - sinceDayStartMs - (sinceDayStartMs < 0 ? kMsPerDay : 0);
     }
     to = std::copy_n(m_date.begin(), kDateLength, to);
-    return writeTimeOfDay(timestampMs - m_dayStartMs, to);
-}
-
-bool looksSymbolic(qint64 timestampMs)
-{
-    return timestampMs > kBeforeSymbols && timestampMs < kAfterSymbols;
-}
-
-TimeBound parseTimeBound(const QString& option, const QString& text)
-{
-    if (text == QLatin1String("first"))
-        return {kFirstRecord, true};
-    if (text == QLatin1String("last"))
-        return {kLastRecord, true};
-    if (text == QLatin1String("now"))
-        return {kNow, true};
-    const QByteArray bytes = text.toUtf8();
-    const std::optional<qint64> timestampMs = parseTime({bytes.constData(), std::size_t(bytes.size())});
-    if (!timestampMs)
-        throw CommandError(
-            ExitCode::Usage,
-            QStringLiteral("%1: %2 is no time; write %3").arg(option, quoted(text), timeForms()));
-    if (!isStorableTimestamp(*timestampMs))
-        throw CommandError(ExitCode::BadData,
-                           QStringLiteral("%1: %2 is outside the years 0 to 9999").arg(option, quoted(text)));
-    return {*timestampMs, false};
-}
-
-qint64 parseInterval(const QString& option, const QString& text)
-{
-    const qsizetype calendarIndex = kCalendarWords.indexOf(text.toLower());
-    if (calendarIndex >= 0)
-        return -1 - calendarIndex;
-
-    const QByteArray bytes = text.toUtf8();
-    const char* const end = bytes.constData() + bytes.size();
-    qint64 count = 0;
-    const auto [stop, error] = std::from_chars(bytes.constData(), end, count);
-    const QByteArray unit(stop, end - stop);
-    constexpr qint64 kMaxSeconds = (kLastTimestampMs - kFirstTimestampMs) / 1000;
-    for (const IntervalUnit& known : kIntervalUnits) {
-        qint64 seconds = 0;
-        if (error == std::errc() && unit == known.name && count > 0 &&
-            !qMulOverflow(count, known.seconds, &seconds) && seconds <= kMaxSeconds)
-            return seconds;
-    }
-    throw CommandError(ExitCode::Usage,
-                       QStringLiteral("%1: %2 is no interval; write seconds, a number with s, m, h, d or w "
-                                      "(90s, 15m, 1h, 1d, 1w), or one of %3")
-                           .arg(option, quoted(text), kCalendarWords.join(QStringLiteral(", "))));
-}
-
-QString intervalText(qint64 interval)
-{
-    if (interval == 0)
-        return QStringLiteral("raw");
-    const bool isCalendarCode = interval < 0 && interval >= -kCalendarWords.size();
-    if (isCalendarCode)
-        return kCalendarWords[-1 - interval];
-    const IntervalUnit* best = kIntervalUnits.data();
-    for (const IntervalUnit& unit : kIntervalUnits) {
-        if (interval % unit.seconds == 0)
-            best = &unit;
-    }
-    return QString::number(interval / best->seconds) + QLatin1String(best->name);
+    return writeOffset(programZone(), m_span.eastMs, writeTimeOfDay(localMs - m_dayStartMs, to));
 }
 
 } // namespace Kiv::Cli

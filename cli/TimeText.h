@@ -1,10 +1,13 @@
 #pragma once
 
-// Owns the text forms of timestamps and intervals. Everything is UTC and independent of host zone and locale.
+// Owns the text forms of timestamps: in the program's zone, independent of the host's zone and locale.
+
+#include "Zone.h"
 
 #include <QString>
 
 #include <array>
+#include <chrono>
 #include <optional>
 #include <string_view>
 
@@ -19,7 +22,7 @@ inline constexpr qint64 kLastTimestampMs = 253'402'300'799'999;  // 9999-12-31T2
 bool isStorableTimestamp(qint64 timestampMs);
 
 /// ISO 8601: a date, or date and time separated by "T" or a blank, seconds and fraction optional, with "Z",
-/// "+hh:mm" or no zone, which means UTC. Digits below milliseconds are cut off.
+/// "+hh:mm" or no zone, which means the program's. Digits below milliseconds are cut off.
 /// \return milliseconds since the epoch
 std::optional<qint64> parseIsoTime(std::string_view text);
 
@@ -33,14 +36,27 @@ std::optional<qint64> parseSeconds(std::string_view text);
 /// Any of ISO 8601, "@seconds" and milliseconds.
 std::optional<qint64> parseTime(std::string_view text);
 
-/// "2024-05-17T13:45:12.000Z"; years beyond 0 to 9999 are written with a sign.
+/// Both ends inclusive.
+struct TimePeriod {
+    qint64 startMs = 0;
+    qint64 endMs = 0;
+};
+
+/// \param next  the day behind the last one
+TimePeriod periodOfDays(std::chrono::sys_days first, std::chrono::sys_days next);
+
+/// A year "2024", a month "2024-05" or a day "2024-05-17" of the program's zone.
+std::optional<TimePeriod> parsePeriod(std::string_view text);
+
+/// "2024-05-17T13:45:12.000Z", or "...+02:00" when the program's zone is not UTC; years beyond 0 to 9999 are written
+/// with a sign.
 QString formatTime(qint64 timestampMs);
 
 /// Writes timestamps as formatTime does, fast where many of one day come one after the other.
 class TimeWriter
 {
 public:
-    static constexpr std::size_t kMaxLength = 32;
+    static constexpr std::size_t kMaxLength = 40;
 
     /// \param to  has room for kMaxLength bytes
     /// \return the end of the text
@@ -49,47 +65,9 @@ public:
 private:
     static constexpr std::size_t kDateLength = 11;
 
-    qint64 m_dayStartMs = 0;
+    OffsetSpan m_span{0, 0, 0};
+    qint64 m_dayStartMs = 0;                                 ///< local
     std::array<char, kDateLength + 1> m_date{"1970-01-01T"}; ///< of that day
 };
-
-/// One end of a time range as the store takes it: a timestamp, or -1 now, -2 first record, -3 last record.
-struct TimeBound {
-    qint64 value = 0;
-    bool isSymbolic = false;
-
-    bool operator==(const TimeBound&) const = default;
-};
-
-inline constexpr qint64 kNow = -1;
-inline constexpr qint64 kFirstRecord = -2;
-inline constexpr qint64 kLastRecord = -3;
-
-/// Whether the store would take a timestamp for one of the three symbols.
-bool looksSymbolic(qint64 timestampMs);
-
-/// The nearest timestamps before and after that the store takes as they are.
-inline constexpr qint64 kBeforeSymbols = kLastRecord - 1;
-inline constexpr qint64 kAfterSymbols = kNow + 1;
-
-/// The time that a user gives for an option: what parseTime takes, or "first", "last", "now".
-/// \throws CommandError that names the option
-TimeBound parseTimeBound(const QString& option, const QString& text);
-
-/// Both ends inclusive.
-struct TimeRange {
-    TimeBound from;
-    TimeBound to;
-
-    bool operator==(const TimeRange&) const = default;
-};
-
-/// The interval that a user gives: "90", "90s", "15m", "1h", "1d", "1w", or "day" to "year".
-/// \return seconds, or the store's code of a calendar interval
-/// \throws CommandError that names the option
-qint64 parseInterval(const QString& option, const QString& text);
-
-/// The shortest text that parseInterval reads back: "90s", "1h", "day"; "raw" for 0.
-QString intervalText(qint64 interval);
 
 } // namespace Kiv::Cli

@@ -104,7 +104,8 @@ ParsedValue parseFloat(QByteArrayView text)
 
 ParsedValue parseString(QByteArrayView text)
 {
-    QStringDecoder decoder(QStringDecoder::Utf8);
+    // What would be a byte order mark at the start of a file is a character of the value here.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
     const QString decoded = decoder(text);
     if (decoder.hasError())
         return problem(QStringLiteral("is not UTF-8"));
@@ -279,6 +280,11 @@ QString valueText(const QVariant& value)
     }
 }
 
+QByteArray jsonString(const QString& text)
+{
+    return jsonOf(QJsonValue(text));
+}
+
 QByteArray valueJson(const QVariant& value)
 {
     if (value.isNull())
@@ -288,7 +294,7 @@ QByteArray valueJson(const QVariant& value)
         return jsonOf(QJsonValue::fromVariant(value));
     if (isNumber(value) && std::isfinite(value.toDouble()))
         return valueText(value).toLatin1();
-    return jsonOf(QJsonValue(valueText(value)));
+    return jsonString(valueText(value));
 }
 
 } // namespace Kiv::Cli

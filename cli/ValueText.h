@@ -44,6 +44,9 @@ char* writeNumber(double value, char* to);
 /// The value as plain text; empty for null.
 QString valueText(const QVariant& value);
 
+/// A string as JSON, in its quotes.
+QByteArray jsonString(const QString& text);
+
 /// The value as JSON; numbers that JSON cannot write (NaN and infinities) and bytes become strings.
 QByteArray valueJson(const QVariant& value);
 

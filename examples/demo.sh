@@ -53,4 +53,4 @@ run kivts import energy_meter.csv --series energy --type int --separator ';' \
 run kivts read energy --every 1h --method diffctrupcleanedsumalign --align-range --limit 12 --format table
 run kivts read energy --every day --method diffctrupcleanedsumalign --align-range --format table
 
-run find machine power -type f -printf '%8s bytes  %p\n' | LC_ALL=C sort -b -k3 -s
+run find machine power -type f -name '[!.]*' -printf '%8s bytes  %p\n' | LC_ALL=C sort -b -k3 -s

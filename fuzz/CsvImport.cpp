@@ -2,6 +2,7 @@
 // Input: a line of dice of the options, then the file.
 
 #include "CsvReader.h"
+#include "ImportColumns.h"
 #include "ImportFormat.h"
 #include "Importer.h"
 #include "Series.h"
@@ -30,11 +31,11 @@ Cli::ImportOptions optionsFrom(Dice& dice, const QString& seriesPath)
     const std::vector<const char*> timeColumns{"1", "2", "1,2", "time", "Date,Time"};
     const std::vector<const char*> valueColumns{"2", "1", "3", "value"};
     Cli::ImportOptions options;
-    options.fileName = QStringLiteral("input.csv");
+    options.fileNames = {QStringLiteral("input.csv")};
     options.seriesPath = seriesPath;
     options.typeWord = dice.pick(Cli::allTypes()).word;
     options.timeColumns = QLatin1String(dice.pick(timeColumns));
-    options.valueColumn = QLatin1String(dice.pick(valueColumns));
+    options.valueColumns = QLatin1String(dice.pick(valueColumns));
     options.timeFormat = QLatin1String(dice.pick(timeFormats));
     options.separator = QLatin1String(dice.pick(separators));
     options.maxFileSizeBytes = dice.pick(std::vector<int>{0, 1, 30, 100});
@@ -47,13 +48,13 @@ Records expectedRecords(const Cli::ImportOptions& options, QBuffer& input)
 {
     const Cli::SeriesType& type = Cli::typeOfWord(QString(), options.typeWord);
     const Cli::TimeFormat timeFormat(options.timeFormat);
-    Cli::ImportColumns columns(options.timeColumns, options.valueColumn);
+    Cli::ImportColumns columns(options, false);
     Cli::CsvReader reader(input, Cli::parseSeparator(options.separator));
     Cli::CsvRow row;
     Records records;
     for (bool isFirst = true; reader.next(row); isFirst = false) {
         if (isFirst && columns.needHeader()) {
-            columns.resolve(row, options.fileName);
+            columns.resolve(row, options.fileNames.first());
             continue;
         }
         const std::optional<QByteArrayView> time = columns.timeText(row);
@@ -88,7 +89,8 @@ bool isImported(const Cli::ImportOptions& options, QBuffer& input)
     Cli::LibraryLog log;
     try {
         Cli::Importer importer(options, log);
-        return importer.run(input) == Cli::ExitCode::Good;
+        importer.take(input, options.fileNames.first());
+        return importer.finish() == Cli::ExitCode::Good;
     } catch (const Cli::CommandError& error) {
         if (error.code() == Cli::ExitCode::FileError)
             expectNone("the import could not store", error.text().toStdString());
