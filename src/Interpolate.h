@@ -34,29 +34,30 @@ class KIVTSFILESTORAGE_EXPORT Interpolate
 public:
     /// What reduces the records of an interval. The numbers are part of the interface.
     enum Method : qint32 {
-        RAW = 0,
-        PREV_NEXT = 1,
-        PREV = 2,
-        NEXT = 3,
-        MIN_MAX = 4,
-        MIN = 5,
-        MAX = 6,
-        SUM = 7,
-        MEAN_A = 8,
-        MEAN_G = 9,
-        MEAN_H = 10,
-        MEAN_S = 11,
-        MEDIAN = 12,
-        MODE = 13,
-        COUNT = 14,
+        RAW = 0,       ///< the records as they are
+        PREV_NEXT = 1, ///< the values before and after each boundary, or the line between them
+        PREV = 2,      ///< the last value before each boundary
+        NEXT = 3,      ///< the first value at or after each boundary
+        MIN_MAX = 4,   ///< both extremes, or the middle of both
+        MIN = 5,       ///< the least value
+        MAX = 6,       ///< the greatest value
+        SUM = 7,       ///< the sum, on request split at the boundaries
+        MEAN_A = 8,    ///< the arithmetic mean
+        MEAN_G = 9,    ///< the geometric mean
+        MEAN_H = 10,   ///< the harmonic mean
+        MEAN_S = 11,   ///< the quadratic mean
+        MEDIAN = 12,   ///< the median
+        MODE = 13,     ///< the greatest value: not the most frequent one
+        COUNT = 14,    ///< the number of records
     };
 
     /// One sample.
     struct DataRecord {
         qint64 timestamp = 0; ///< milliseconds since the epoch (UTC)
-        QVariant value;
+        QVariant value;       ///< of the type of the series; null where there is none
 
         DataRecord() = default;
+        /// A record as a batch or a result holds it.
         DataRecord(qint64 recordTimestamp, QVariant recordValue)
             : timestamp(recordTimestamp), value(std::move(recordValue))
         {
@@ -89,7 +90,9 @@ public:
         qint32 offsetMinFromUTC = 0;           ///< minutes by which calendar boundaries move earlier
     };
 
+    /// A method's member function.
     using Handler = void (Interpolate::*)(DataRecord record, qint64 recordTimestamp);
+    /// A difference's member function; it may rewrite the record.
     using DiffHandler = void (Interpolate::*)(DataRecord& record, qint64 recordTimestamp);
 
     /// \param param          the last (or only) pass; it alone writes to `output`
@@ -138,8 +141,8 @@ public:
 
     /// Bounds of some timestamps: none is below the one or above the other. They may be wider than needed.
     struct TimestampBounds {
-        qint64 leastMs;
-        qint64 greatestMs;
+        qint64 leastMs;    ///< milliseconds since the epoch (UTC)
+        qint64 greatestMs; ///< likewise
     };
 
     /// The same, without looking for the end of an interval among samples whose bounds lie in it.
@@ -164,8 +167,9 @@ public:
     /// \return true when the record passes at least one filter; false without filters
     bool filterMatch(DataRecord record);
 
-    /// Steps a timestamp by one interval; leaves it as it is for RAW.
+    /// Steps a timestamp one interval forward; leaves it as it is for RAW. Stops at the 64-bit limit.
     void incTimestampByInterval(qint64& timestamp);
+    /// Steps a timestamp one interval back; leaves it as it is for RAW and for an unknown calendar code.
     void decTimestampByInterval(qint64& timestamp);
 
     /// \return the start of the interval that holds the timestamp
@@ -206,75 +210,85 @@ public:
     /// point (t1 is 0) or no time between the two.
     double linearInterpolate(qint64 t1, double value1, qint64 t, qint64 t2, double value2);
 
-    // The methods; bound by initHandlers, called once per record in time order.
-    void handle_raw(DataRecord record, qint64 recordTimestamp);
-    void handle_PREV_NEXT(DataRecord record, qint64 recordTimestamp);
-    void handle_PREV(DataRecord record, qint64 recordTimestamp);
-    void handle_NEXT(DataRecord record, qint64 recordTimestamp);
-    void handle_MIN_MAX(DataRecord record, qint64 recordTimestamp);
-    void handle_MIN(DataRecord record, qint64 recordTimestamp);
-    void handle_MAX(DataRecord record, qint64 recordTimestamp);
+    /// \name The methods
+    /// Bound by initHandlers(), called once per record in time order, and by finalize() with a null value. Each first
+    /// closes the intervals that end at or before the record, then takes it.
+    /// Throw the signals of pushIntervalValue() and incIntervalNextTimestamp().
+    /// @{
+    void handle_raw(DataRecord record, qint64 recordTimestamp);       ///< RAW
+    void handle_PREV_NEXT(DataRecord record, qint64 recordTimestamp); ///< PREV_NEXT
+    void handle_PREV(DataRecord record, qint64 recordTimestamp);      ///< PREV
+    void handle_NEXT(DataRecord record, qint64 recordTimestamp);      ///< NEXT
+    void handle_MIN_MAX(DataRecord record, qint64 recordTimestamp);   ///< MIN_MAX
+    void handle_MIN(DataRecord record, qint64 recordTimestamp);       ///< MIN
+    void handle_MAX(DataRecord record, qint64 recordTimestamp);       ///< MAX
+    /// What MIN and MAX share.
     void handle_MINorMAX(DataRecord record, qint64 recordTimestamp, bool isMin);
-    void handle_SUM(DataRecord record, qint64 recordTimestamp);
-    void handle_MEAN_A(DataRecord record, qint64 recordTimestamp);
-    void handle_MEAN_G(DataRecord record, qint64 recordTimestamp);
-    void handle_MEAN_H(DataRecord record, qint64 recordTimestamp);
-    void handle_MEAN_S(DataRecord record, qint64 recordTimestamp);
-    void handle_MEDIAN(DataRecord record, qint64 recordTimestamp);
-    void handle_MODE(DataRecord record, qint64 recordTimestamp);
-    void handle_COUNT(DataRecord record, qint64 recordTimestamp);
+    void handle_SUM(DataRecord record, qint64 recordTimestamp);    ///< SUM
+    void handle_MEAN_A(DataRecord record, qint64 recordTimestamp); ///< MEAN_A
+    void handle_MEAN_G(DataRecord record, qint64 recordTimestamp); ///< MEAN_G
+    void handle_MEAN_H(DataRecord record, qint64 recordTimestamp); ///< MEAN_H
+    void handle_MEAN_S(DataRecord record, qint64 recordTimestamp); ///< MEAN_S
+    void handle_MEDIAN(DataRecord record, qint64 recordTimestamp); ///< MEDIAN
+    void handle_MODE(DataRecord record, qint64 recordTimestamp);   ///< MODE
+    void handle_COUNT(DataRecord record, qint64 recordTimestamp);  ///< COUNT
+    /// @}
 
-    // The differences; rewrite a record's value before the method sees it, or null it to drop the record.
-    void handle_DIFF(DataRecord& record, qint64 recordTimestamp);
+    /// \name The differences
+    /// Rewrite a record's value before the method sees it, or null it to drop the record.
+    /// @{
+    void handle_DIFF(DataRecord& record, qint64 recordTimestamp); ///< the difference to the reading before
+    /// The increment of a counter that only counts up; jitter, overflows and resets are dropped.
     void handle_DIFF_CTRUPCLEANED(DataRecord& record, qint64 recordTimestamp);
+    /// @}
 
-    Method method = RAW;
-    qint64 intervalMs = 0; ///< milliseconds when positive, 0 raw, else a calendar code
-    std::vector<FilterParam> filterParams;
-    bool alignStartEndTimestamp = false;
-    qint32 offsetMinFromUTC = 0;
-    std::vector<DataRecord>* output = nullptr;
-    QMetaType::Type targetType = QMetaType::UnknownType;
-    bool shiftIntervalForward = false;
-    qint32* limitRef = nullptr;
-    qint32 limit = 0;
-    bool fastCountOnly = false;
-    bool linear = false;
-    bool align = false;
-    bool fill = false;
-    bool fillNull = false;
-    bool average = false;
-    std::unique_ptr<Interpolate> nextPass;
-    Handler handler = nullptr;
-    bool startClipped = false; ///< the read start was raised to the first record
-    bool endClipped = false;   ///< the read end was lowered to the last record
-    qint64 intervalStart = 0;
-    qint64 intervalEnd = 0; ///< labels the results of the interval
-    QDateTime createdAt;
-    qint64 requestedStart = 0;
-    qint64 requestedEnd = 0;
-    qint64 rangeStart = 0;
-    qint64 rangeEnd = 0;
-    qint64 lastResultTs = 0; ///< the last timestamp that a result may carry
-    qint64 firstRecordTs = 0;
-    qint64 lastRecordTs = 0;
-    qint64 readStart = -1;
-    qint64 readEnd = -1;
-    DataRecord prevRecord;            ///< the last record remembered; timestamp 0: none
-    DataRecord minRecord;             ///< unset while its value is null
-    DataRecord maxRecord;             ///< unset while its value is null
-    std::vector<double> medianValues; ///< of the current interval
-    std::map<double, qint32> modeCounts;
-    double aggSum = 0.0;
-    qint64 aggCount = 0;
-    double sumAtPrevRecord = 0.0;
-    double lastLinearValue = 0.0;
-    bool prevInInterval = false;
-    DiffHandler diffHandler = nullptr;
-    std::deque<QVariant> diffHistory; ///< newest at the back
-    std::vector<double> counterWrapLimits;
-    bool ctrWaitNonZero = false;
-    bool ctrSkipNext = false;
+    Method method = RAW;                       ///< from the method string
+    qint64 intervalMs = 0;                     ///< milliseconds when positive, 0 raw, else a calendar code
+    std::vector<FilterParam> filterParams;     ///< of the results (raw: of the records)
+    bool alignStartEndTimestamp = false;       ///< from the request
+    qint32 offsetMinFromUTC = 0;               ///< minutes, from the request
+    std::vector<DataRecord>* output = nullptr; ///< the caller's results, not owned
+    QMetaType::Type targetType = QMetaType::UnknownType; ///< of the result values
+    bool shiftIntervalForward = false;                   ///< label results with the start of their interval
+    qint32* limitRef = nullptr;                          ///< the caller's limit variable, not owned
+    qint32 limit = 0;                                    ///< most results wanted, below 1 for no limit
+    bool fastCountOnly = false;            ///< `output` holds one counter record instead of results
+    bool linear = false;                   ///< option word: the line between two records
+    bool align = false;                    ///< option word: label results with the boundary
+    bool fill = false;                     ///< option word: results for intervals without records too
+    bool fillNull = false;                 ///< option word: these results are null
+    bool average = false;                  ///< option word: the middle of both extremes
+    std::unique_ptr<Interpolate> nextPass; ///< receives the results; null for the last pass
+    Handler handler = nullptr;             ///< of the method
+    bool startClipped = false;             ///< the read start was raised to the first record
+    bool endClipped = false;               ///< the read end was lowered to the last record
+    qint64 intervalStart = 0;              ///< of the current interval, included
+    qint64 intervalEnd = 0;                ///< its end, excluded; labels the results of the interval
+    QDateTime createdAt;                   ///< when the engine was built, in local time
+    qint64 requestedStart = 0;             ///< as given, -1 to -3 too
+    qint64 requestedEnd = 0;               ///< likewise
+    qint64 rangeStart = 0;                 ///< end of the first interval; raw: the first timestamp
+    qint64 rangeEnd = 0;                   ///< no interval ends behind it; raw: the last timestamp
+    qint64 lastResultTs = 0;               ///< the last timestamp that a result may carry
+    qint64 firstRecordTs = 0;              ///< of the series
+    qint64 lastRecordTs = 0;               ///< of the series
+    qint64 readStart = -1;                 ///< first timestamp to read; -1 before getRange()
+    qint64 readEnd = -1;                   ///< last timestamp to read; -1 before getRange()
+    DataRecord prevRecord;                 ///< the last record remembered; timestamp 0: none
+    DataRecord minRecord;                  ///< unset while its value is null
+    DataRecord maxRecord;                  ///< unset while its value is null
+    std::vector<double> medianValues;      ///< of the current interval
+    std::map<double, qint32> modeCounts;   ///< how often each value of the current interval occurs
+    double aggSum = 0.0;                   ///< what the sum and the means add up
+    qint64 aggCount = 0;                   ///< records that they have added
+    double sumAtPrevRecord = 0.0;          ///< `aggSum` when `prevRecord` was added
+    double lastLinearValue = 0.0;          ///< the value at the boundary that was looked at last
+    bool prevInInterval = false;           ///< `prevRecord` lies in the interval that was closed last
+    DiffHandler diffHandler = nullptr;     ///< of the difference; null: none
+    std::deque<QVariant> diffHistory;      ///< newest at the back
+    std::vector<double> counterWrapLimits; ///< where counters may begin again at zero, ascending
+    bool ctrWaitNonZero = false; ///< the counter was reset; zeros, and the first other reading, are dropped
+    bool ctrSkipNext = false;    ///< the next reading is remembered and dropped
 
 private:
     bool settleRange(qint64& start, qint64& end);

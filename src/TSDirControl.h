@@ -33,16 +33,20 @@ public:
     ///         sub-directory, not found, so that a write there fails instead of going astray
     TSFileInfo findFile(qint64 ts) const;
 
-    /// The earliest or latest file of the series. An empty directory on the way hides its siblings.
+    /// The earliest file of the series. An empty directory on the way hides its siblings.
     /// Costs one directory listing per level.
     TSFileInfo findFirstFile() const;
+    /// The latest file of the series, found likewise.
     TSFileInfo findLastFile() const;
+    /// The earliest (`first`) or the latest file.
     TSFileInfo findFirstLastFile(bool first) const;
 
-    /// The file before or after a place in time order; the place itself need not exist.
+    /// The file before a place in time order; the place itself need not exist.
     /// Costs a directory listing for every level that is left or entered.
     TSFileInfo findPrevFile(TSFileInfo info) const;
+    /// The file after a place, found likewise.
     TSFileInfo findNextFile(TSFileInfo info) const;
+    /// The file before (`prev`) or after a place.
     TSFileInfo findPrevNextFile(TSFileInfo info, bool prev) const;
 
     /// \return the name of the tree entry for a date-time: the year with 4 digits, all other fields

@@ -13,17 +13,19 @@ class TSFileStorage;
 
 /// Samples in columns, the results of a read or a batch to write: entry i of each column belongs to sample i.
 struct TSFileColumns {
+    /// Which column holds the values.
     enum class Kind {
         Doubles,  ///< floating series, everything computed
         Integers, ///< raw records of bool and integer series; those of quint64 with the same 64 bits
     };
 
-    Kind kind = Kind::Doubles;
+    Kind kind = Kind::Doubles;      ///< set by a read; chosen by who writes
     std::vector<qint64> timestamps; ///< milliseconds since the epoch (UTC)
     std::vector<double> doubles;    ///< filled for Doubles; 0 where null
     std::vector<qint64> integers;   ///< filled for Integers; 0 where null
     std::vector<quint8> isNull;     ///< 1 where the value is null
 
+    /// \return the number of samples
     std::size_t size() const { return timestamps.size(); }
 
     /// True when every column that the kind uses is as long as the timestamps; `isNull` may be empty.

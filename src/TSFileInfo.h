@@ -17,11 +17,11 @@ class KIVTSFILESTORAGE_EXPORT TSFileInfo : public QFileInfo
 public:
     /// Depth of a record file in the tree; it fixes the period that the file covers.
     enum DirDepth : qint32 {
-        DirDepthYear = 0,
-        DirDepthMonth = 1,
-        DirDepthDay = 2,
-        DirDepthHour = 3,
-        DirDepthMinute = 4,
+        DirDepthYear = 0,   ///< `2024`
+        DirDepthMonth = 1,  ///< `2024/05`
+        DirDepthDay = 2,    ///< `2024/05/17`
+        DirDepthHour = 3,   ///< `2024/05/17/13`
+        DirDepthMinute = 4, ///< `2024/05/17/13/45`; never split
     };
 
     /// The value that stands for no file: empty path, empty sub-directory.
@@ -33,7 +33,9 @@ public:
 
     ~TSFileInfo();
 
+    /// Shares the contents.
     TSFileInfo(const TSFileInfo&) = default;
+    /// Shares the contents of the other one from now on.
     TSFileInfo& operator=(const TSFileInfo&) = default;
 
     /// \return true when the path exists and is a regular file. Asks the file system at most once.

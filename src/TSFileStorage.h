@@ -45,7 +45,8 @@ public:
     TSFileStorage(const TSFileStorage&) = delete;
     TSFileStorage& operator=(const TSFileStorage&) = delete;
 
-    // --- Writing -----------------------------------------------------------------------------------------
+    /// \name Writing
+    /// @{
 
     /// Merges a batch into the series: appends, inserts, or overwrites a sample of the same timestamp. Of
     /// several samples with one timestamp the greatest value stays, or the last one given when values are
@@ -87,7 +88,9 @@ public:
     bool writeDataColumns(const TSFileColumns& columns, bool noteLateWrites, bool keepOverwritten,
                           WriteSummary* summary = nullptr);
 
-    // --- Reading -----------------------------------------------------------------------------------------
+    /// @}
+    /// \name Reading
+    /// @{
 
     /// Reads a range, raw or interpolated. Opens the series' first and last file, then those that cover the
     /// range and the one before it if the method asks for it, one at a time.
@@ -124,9 +127,11 @@ public:
                             std::vector<Interpolate::DataRecord>& result, bool shiftIntervalForward,
                             int& limit, QString marker, bool fastCountOnly);
 
-    /// The first and the last record of the series.
+    /// The first record of the series. Opens one file.
     /// \return false, `record` untouched, when there is none or its file cannot be opened
     bool getFirstDataRecord(Interpolate::DataRecord& record);
+    /// The last record of the series. Opens one file.
+    /// \return false, `record` untouched, when there is none or its file cannot be opened
     bool getLastDataRecord(Interpolate::DataRecord& record);
 
     /// The record at exactly a timestamp. One binary search.
@@ -142,10 +147,14 @@ public:
     /// series together. Whole files are counted by their size.
     qint64 getCount(Interpolate::InterpolateParam param, std::vector<Interpolate::InterpolateParam> passes,
                     qint64 start, qint64 end, bool countMain, bool countP, bool countO);
+    /// Counts in one series: "" this one, "P" its late-write log, "O" its overwrite history.
+    /// \return 0 also when there is no such series
     qint64 getCountInt(Interpolate::InterpolateParam param, std::vector<Interpolate::InterpolateParam> passes,
                        qint64 start, qint64 end, QString marker);
 
-    // --- Deleting ----------------------------------------------------------------------------------------
+    /// @}
+    /// \name Deleting
+    /// @{
 
     /// Deletes the records from `from` to `to`, both inclusive and possibly -1, -2 or -3, and removes files
     /// and directories that become empty, upwards without end.
@@ -162,7 +171,9 @@ public:
     bool adjustTimestamps(TSFileStorage* storage, qint64& from, qint64& to, bool& fromAdjusted,
                           bool& toAdjusted);
 
-    // --- Files -------------------------------------------------------------------------------------------
+    /// @}
+    /// \name Files
+    /// @{
 
     /// Splits a closed record file that is over the size limit into a directory of files one level deeper. The
     /// file is removed first: when a new file then cannot be opened, what is not yet written is lost and logged.
@@ -187,9 +198,11 @@ public:
     ///         directory does not exist or the marker is unknown
     TSFileStorage* getReadFilestorageForMarker(QString marker);
 
-    // --- Records -----------------------------------------------------------------------------------------
-    // The streams stand on an open record file of this series. Bytes beyond the end of the file read as zero; a
-    // companion that cannot be opened is logged.
+    /// @}
+    /// \name Records
+    /// The streams stand on an open record file of this series. Bytes beyond the end of the file read as zero; a
+    /// companion that cannot be opened is logged.
+    /// @{
 
     /// \return the letter of the series directory: "B", "W", "I", "L", "F", "D" or "V"
     QString getMarkerForValueType(QMetaType::Type type) const;
@@ -228,6 +241,8 @@ public:
     /// Example: offsets 10 20 30 -> 20 gives record 1, 25 record 2, 5 record 0, 35 record 2.
     qint64 seekToTsOffsetPos(QDataStream& stream, qint64 fileSize, qint64 tsOffset, int tsOffsetLength,
                              TSFileInfo::DirDepth depth);
+
+    /// @}
 
     const QString m_path;              ///< base directory as given, "/" at its end
     const QMetaType::Type m_valueType; ///< type of the values
