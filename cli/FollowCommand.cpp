@@ -123,9 +123,8 @@ private:
     /// \return whether there is time left
     bool waitForChange()
     {
-        const std::optional<qint64> restMs = m_limits.durationMs
-            ? std::optional(*m_limits.durationMs - m_elapsed.elapsed())
-            : std::nullopt;
+        const std::optional<qint64> restMs =
+            m_limits.durationMs ? std::optional(*m_limits.durationMs - m_elapsed.elapsed()) : std::nullopt;
         const bool isInDoubt = std::any_of(m_tails.begin(), m_tails.end(),
                                            [](const SeriesTail& tail) { return tail.isInDoubt(); });
         if (!isInDoubt || (restMs && *restMs <= ShrunkEnd::kSettleMs))

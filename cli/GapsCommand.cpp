@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "DurationText.h"
 #include "RangeQuery.h"
+#include "ResolvedRange.h"
 #include "RowPrinter.h"
 #include "SampleStream.h"
 #include "SamplingIntervals.h"
@@ -9,8 +10,6 @@
 #include "analytics/Holes.h"
 
 #include <CLI/CLI.hpp>
-
-#include <QDateTime>
 
 #include <cmath>
 #include <memory>
@@ -52,8 +51,7 @@ Query makeQuery(const Arguments& arguments)
         checkLimit(*arguments.limit);
         query.limit = *arguments.limit;
     }
-    const auto isRecord = [](const TimeBound& bound) { return bound.isSymbolic && bound.value != kNow; };
-    if (query.withEdges && isRecord(query.range.from) && isRecord(query.range.to))
+    if (query.withEdges && query.range.from.isRecord() && query.range.to.isRecord())
         throw CommandError(
             ExitCode::Usage,
             QStringLiteral("--edges: a range from the first to the last record has no holes at its "
@@ -64,9 +62,7 @@ Query makeQuery(const Arguments& arguments)
 /// The time of an end of the range; nothing for the first and the last record.
 std::optional<qint64> edgeOf(const TimeBound& bound)
 {
-    if (!bound.isSymbolic)
-        return bound.value;
-    return bound.value == kNow ? std::optional<qint64>(QDateTime::currentMSecsSinceEpoch()) : std::nullopt;
+    return bound.isRecord() ? std::nullopt : std::optional(resolveTime(bound, 0, 0));
 }
 
 /// The holes of one series.

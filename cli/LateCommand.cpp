@@ -1,12 +1,11 @@
 #include "Commands.h"
+#include "ResolvedRange.h"
 #include "RowPrinter.h"
 #include "SafeRange.h"
 #include "SharedOptions.h"
 #include "Words.h"
 
 #include <CLI/CLI.hpp>
-
-#include <QDateTime>
 
 #include <algorithm>
 #include <memory>
@@ -65,16 +64,6 @@ std::vector<LateWrite> readLog(const Series& series)
     return writes;
 }
 
-/// \return the time that an end of the range stands for
-qint64 resolved(const TimeBound& bound, const std::vector<LateWrite>& sorted, LateOrder order)
-{
-    if (!bound.isSymbolic)
-        return bound.value;
-    if (bound.value == kNow)
-        return QDateTime::currentMSecsSinceEpoch();
-    return keyOf(bound.value == kFirstRecord ? sorted.front() : sorted.back(), order);
-}
-
 std::vector<LateWrite> lateWritesOf(const Series& series, const TimeRange& range, LateOrder order)
 {
     std::vector<LateWrite> writes = readLog(series);
@@ -83,8 +72,10 @@ std::vector<LateWrite> lateWritesOf(const Series& series, const TimeRange& range
     std::stable_sort(writes.begin(), writes.end(), [order](const LateWrite& a, const LateWrite& b) {
         return keyOf(a, order) < keyOf(b, order);
     });
-    const qint64 from = resolved(range.from, writes, order);
-    const qint64 to = resolved(range.to, writes, order);
+    const qint64 firstMs = keyOf(writes.front(), order);
+    const qint64 lastMs = keyOf(writes.back(), order);
+    const qint64 from = resolveTime(range.from, firstMs, lastMs);
+    const qint64 to = resolveTime(range.to, firstMs, lastMs);
     std::erase_if(writes, [&](const LateWrite& write) {
         return keyOf(write, order) < from || keyOf(write, order) > to;
     });

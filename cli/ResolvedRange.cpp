@@ -5,24 +5,17 @@
 namespace Kiv::Cli
 {
 
-namespace
+qint64 resolveTime(const TimeBound& time, qint64 firstRecordMs, qint64 lastRecordMs)
 {
-
-qint64 resolved(const TimeBound& bound, qint64 firstRecordMs, qint64 lastRecordMs)
-{
-    if (!bound.isSymbolic)
-        return bound.value;
-    if (bound.value == kNow)
-        return QDateTime::currentMSecsSinceEpoch();
-    return bound.value == kFirstRecord ? firstRecordMs : lastRecordMs;
+    if (time.isRecord())
+        return time.value == kFirstRecord ? firstRecordMs : lastRecordMs;
+    return time.isSymbolic ? QDateTime::currentMSecsSinceEpoch() : time.value;
 }
-
-} // namespace
 
 std::optional<qint64> resolveTime(const Series& series, const TimeBound& time)
 {
-    if (!time.isSymbolic || time.value == kNow)
-        return resolved(time, 0, 0);
+    if (!time.isRecord())
+        return resolveTime(time, 0, 0);
     Interpolate::DataRecord record;
     const bool exists = time.value == kFirstRecord ? series.first(record) : series.last(record);
     return exists ? std::optional(record.timestamp) : std::nullopt;
@@ -34,8 +27,8 @@ std::optional<ResolvedRange> resolveRange(const Series& series, const TimeRange&
     Interpolate::DataRecord last;
     if (!series.first(first) || !series.last(last))
         return std::nullopt;
-    return ResolvedRange{resolved(range.from, first.timestamp, last.timestamp),
-                         resolved(range.to, first.timestamp, last.timestamp), first.timestamp,
+    return ResolvedRange{resolveTime(range.from, first.timestamp, last.timestamp),
+                         resolveTime(range.to, first.timestamp, last.timestamp), first.timestamp,
                          last.timestamp};
 }
 

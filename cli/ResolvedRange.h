@@ -19,6 +19,9 @@ struct ResolvedRange {
     qint64 lastRecordMs = 0;
 };
 
+/// \return the time that it stands for beside these records
+qint64 resolveTime(const TimeBound& time, qint64 firstRecordMs, qint64 lastRecordMs);
+
 /// \return nothing where a series without records would have to tell
 std::optional<qint64> resolveTime(const Series& series, const TimeBound& time);
 

@@ -133,8 +133,7 @@ void SeriesTail::look(qint64 nowMs, const Visitor& visit)
     // The store writes the log after the records: what an entry of it tells is there when the series is read next.
     takeLogEntries(nowMs);
     Interpolate::DataRecord last;
-    const std::optional<qint64> lastMs =
-        m_series.last(last) ? std::optional(last.timestamp) : std::nullopt;
+    const std::optional<qint64> lastMs = m_series.last(last) ? std::optional(last.timestamp) : std::nullopt;
     const ShrunkEnd::Verdict verdict = m_end.judge(m_lastMs, lastMs, nowMs);
     if (verdict == ShrunkEnd::Verdict::InDoubt) {
         m_isInDoubt = true;

@@ -11,17 +11,20 @@ namespace Kiv::Cli
 /// The words that stand for a time: "first", "today" and the like.
 QStringList timeWords();
 
-/// One end of a time range as the store takes it: a timestamp, or -1 now, -2 first record, -3 last record.
+inline constexpr qint64 kNow = -1;
+inline constexpr qint64 kFirstRecord = -2;
+inline constexpr qint64 kLastRecord = -3;
+
+/// One end of a time range as the store takes it: a timestamp, or one of the symbols above.
 struct TimeBound {
     qint64 value = 0;
     bool isSymbolic = false;
 
+    /// Whether it stands for the first or the last record.
+    bool isRecord() const { return isSymbolic && value != kNow; }
+
     bool operator==(const TimeBound&) const = default;
 };
-
-inline constexpr qint64 kNow = -1;
-inline constexpr qint64 kFirstRecord = -2;
-inline constexpr qint64 kLastRecord = -3;
 
 /// Whether the store would take a timestamp for one of the three symbols.
 bool looksSymbolic(qint64 timestampMs);
