@@ -58,14 +58,6 @@ Neighbours findNeighbours(const Series& series, qint64 timestampMs)
     return found;
 }
 
-qint64 resolved(const TimeBound& time, const Series& series)
-{
-    const std::optional<qint64> timestampMs = resolveTime(series, time);
-    if (!timestampMs)
-        failWithoutRecords(series);
-    return *timestampMs;
-}
-
 CommandError nothingAt(const Series& series, const Arguments& arguments, qint64 timestampMs)
 {
     const QString time = formatTime(timestampMs);
@@ -81,9 +73,8 @@ CommandError nothingAt(const Series& series, const Arguments& arguments, qint64 
 }
 
 /// \return false when nothing was found
-bool printAt(const Series& series, const Arguments& arguments, const TimeBound& time, RecordPrinter& printer)
+bool printAt(const Series& series, const Arguments& arguments, qint64 timestampMs, RecordPrinter& printer)
 {
-    const qint64 timestampMs = resolved(time, series);
     Neighbours found;
     if (arguments.wantsNeighbours()) {
         found = findNeighbours(series, timestampMs);
@@ -110,12 +101,16 @@ ExitCode runAt(const Arguments& arguments, const TimeBound& time)
         prepareForSeries(printer, all);
         for (const Series& series : all) {
             printer.setSeries(series.path);
-            if (printAt(series, arguments, time, printer))
+            const std::optional<qint64> timestampMs = resolveTime(series, time);
+            if (timestampMs && printAt(series, arguments, *timestampMs, printer))
                 continue;
-            const CommandError error = nothingAt(series, arguments, resolved(time, series));
-            if (all.size() == 1)
-                throw error;
-            printWarning(error.text());
+            if (all.size() > 1)
+                printWarning(timestampMs ? nothingAt(series, arguments, *timestampMs).text()
+                                         : QStringLiteral("%1 holds no records").arg(series.path));
+            else if (timestampMs)
+                throw nothingAt(series, arguments, *timestampMs);
+            else
+                failWithoutRecords(series);
         }
         printer.finish();
         return printer.recordCount() > 0 ? ExitCode::Good : ExitCode::NothingFound;

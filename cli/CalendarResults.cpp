@@ -93,6 +93,8 @@ Records reducePeriod(const Series& series, const Interpolate::InterpolateParam& 
                      const Records& records)
 {
     Records results;
+    if (records.empty())
+        return results;
     int limit = 0;
     Interpolate engine(param, {}, period.endMs, period.endMs, records.front().timestamp,
                        records.back().timestamp, &results, series.type.metaType, false, limit, false);
@@ -187,8 +189,6 @@ std::vector<Interpolate::DataRecord> readByLocalCalendar(const Series& series, c
         return resultsOf(periods, request, method, lookUpIn(series), readPeriod, limit);
     }
     const Records records = readWhole(series, request, range, resolved, periods.back().endMs);
-    if (records.empty())
-        return {};
     if (method.isSplitSum()) {
         Records results = method.splitSums(periods, records);
         if (request.shift)

@@ -81,12 +81,12 @@ public:
                 print(tail, record, QStringLiteral("record"));
         }
         m_rows.flush();
-        do {
-            watchDirectories();
-            for (SeriesTail& tail : m_tails)
-                look(tail);
-            m_rows.flush();
-        } while (!isComplete() && waitForChange());
+        lookAtAll();
+        // One look more when the time is over: something may have come since the last one.
+        for (bool hasTime = true; hasTime && !isComplete();) {
+            hasTime = waitForChange();
+            lookAtAll();
+        }
         m_rows.finish();
         return m_rows.rowCount() > 0 ? ExitCode::Good : ExitCode::NothingFound;
     }
@@ -131,6 +131,14 @@ private:
             return m_watch.wait(restMs);
         m_watch.wait(ShrunkEnd::kSettleMs);
         return true;
+    }
+
+    void lookAtAll()
+    {
+        watchDirectories();
+        for (SeriesTail& tail : m_tails)
+            look(tail);
+        m_rows.flush();
     }
 
     void look(SeriesTail& tail)

@@ -123,7 +123,7 @@ Request requestOfPasses(const Request& request)
 
 /// How far beyond the intervals the passes are read: by all their intervals, each of which one result may need, rounded
 /// up so that the boundaries of each pass meet the start of the first interval.
-qint64 reachMs(const std::vector<Interpolate::InterpolateParam>& passes)
+qint64 reachMsOf(const std::vector<Interpolate::InterpolateParam>& passes)
 {
     constexpr qint64 kMaxFactor = 100;
     qint64 sumMs = 0;
@@ -153,12 +153,16 @@ std::optional<std::pair<qint64, qint64>> spanOf(const Request& request, const Ti
     return std::pair(first->startMs, endMs);
 }
 
-/// The engine finds what the first difference is from, but not behind a filter.
+/// The last record before the range has a difference that counts. That of the first record of a read may be 0, as the
+/// store may find the record itself when it looks for the one before; so the read begins one record earlier. Behind a
+/// filter nobody knows where that is.
 qint64 startOfDifferences(const Series& series, const Request& request, qint64 fromMs, qint64 firstRecordMs)
 {
     if (isFloat(series.type) || request.passes.size() > 1 || request.hasFilters())
         return firstRecordMs;
-    const std::optional<Record> before = Analytics::lastSampleBefore(*series.storage, fromMs);
+    std::optional<Record> before = Analytics::lastSampleBefore(*series.storage, fromMs);
+    if (before)
+        before = Analytics::lastSampleBefore(*series.storage, before->timestamp);
     return before ? before->timestamp : firstRecordMs;
 }
 
@@ -169,6 +173,79 @@ qint64 endOfDifferences(const Series& series, const Request& request, qint64 toM
         return lastRecordMs;
     const std::optional<Record> behind = firstRecordFrom(series, toMs);
     return behind ? behind->timestamp : toMs;
+}
+
+std::vector<Record> readPasses(const Series& series, const Request& request, qint64 fromMs, qint64 toMs)
+{
+    const SafeRange safe({{fromMs, false}, {toMs, false}});
+    std::vector<Record> samples;
+    series.read(requestOfPasses(request), safe.storeFrom(), safe.storeTo(), samples, 0);
+    return samples;
+}
+
+/// The results of passes with intervals from before a span to behind it.
+class NeighbouredPasses
+{
+public:
+    NeighbouredPasses(const Series& series, const Request& request, const ResolvedRange& resolved,
+                      std::pair<qint64, qint64> span)
+        : m_series(series),
+          m_request(request),
+          m_resolved(resolved),
+          m_startMs(span.first),
+          m_endMs(span.second)
+    {
+    }
+
+    /// Reads further and further beyond the span, until its neighbours are found or the series ends.
+    std::vector<Record> read() const
+    {
+        constexpr qint64 kGrowth = 8;
+        const qint64 reachMs = reachMsOf(m_request.passes);
+        qint64 beforeMs = reachMs;
+        qint64 behindMs = reachMs;
+        for (;;) {
+            throwIfInterrupted();
+            const qint64 fromMs = saturatedSum(m_startMs, -beforeMs);
+            // What fills goes on to the end of the range, but nothing is known behind the last record.
+            const qint64 lastMs = std::max(m_resolved.toMs, saturatedSum(m_resolved.lastRecordMs, reachMs));
+            const qint64 toMs = std::min(saturatedSum(m_endMs, behindMs), lastMs);
+            std::vector<Record> samples = readPasses(m_series, m_request, fromMs, toMs);
+            const bool hasBefore = fromMs <= m_resolved.firstRecordMs || beginsBefore(samples);
+            const bool hasBehind =
+                toMs >= m_resolved.lastRecordMs || (!samples.empty() && samples.back().timestamp >= m_endMs);
+            if (hasBefore && hasBehind)
+                return samples;
+            beforeMs *= hasBefore ? 1 : kGrowth;
+            behindMs *= hasBehind ? 1 : kGrowth;
+        }
+    }
+
+private:
+    /// The first result of a read has no true difference, so that each pass of differences wants one more.
+    bool beginsBefore(const std::vector<Record>& samples) const
+    {
+        const auto differenceCount = static_cast<std::size_t>(
+            std::count_if(m_request.passes.begin(), m_request.passes.end(),
+                          [](const auto& pass) { return !understoodMethod(pass).differenceWord.isEmpty(); }));
+        return samples.size() > differenceCount && samples[differenceCount].timestamp < m_startMs;
+    }
+
+    const Series& m_series;
+    const Request& m_request;
+    const ResolvedRange& m_resolved;
+    qint64 m_startMs;
+    qint64 m_endMs;
+};
+
+/// The same of passes without intervals.
+std::vector<Record> readDifferences(const Series& series, const Request& request,
+                                    const ResolvedRange& resolved, std::pair<qint64, qint64> span)
+{
+    const qint64 fromMs = startOfDifferences(series, request, span.first, resolved.firstRecordMs);
+    const qint64 toMs = endOfDifferences(series, request, span.second, resolved.lastRecordMs);
+    return readPasses(series, request, fromMs,
+                      std::min(toMs, std::max(resolved.toMs, resolved.lastRecordMs)));
 }
 
 } // namespace
@@ -184,18 +261,9 @@ void visitPasses(const Series& series, const Request& request, const TimeRange& 
     const auto span = spanOf(request, range, resolved);
     if (!span)
         return;
-    const qint64 beyondMs = reachMs(request.passes);
-    qint64 fromMs = saturatedSum(span->first, -beyondMs);
-    qint64 toMs = saturatedSum(span->second, beyondMs);
-    if (beyondMs == 0) {
-        fromMs = startOfDifferences(series, request, span->first, resolved.firstRecordMs);
-        toMs = endOfDifferences(series, request, span->second, resolved.lastRecordMs);
-    }
-    // What fills goes on to the end of the range, but nothing is known behind the last record.
-    toMs = std::min(toMs, std::max(resolved.toMs, saturatedSum(resolved.lastRecordMs, beyondMs)));
-    const SafeRange safe({{fromMs, false}, {toMs, false}});
-    std::vector<Record> samples;
-    series.read(requestOfPasses(request), safe.storeFrom(), safe.storeTo(), samples, 0);
+    const std::vector<Record> samples = reachMsOf(request.passes) > 0
+                                            ? NeighbouredPasses(series, request, resolved, *span).read()
+                                            : readDifferences(series, request, resolved, *span);
     for (const Record& sample : samples) {
         throwIfInterrupted();
         if (!visit(sample))

@@ -2,6 +2,7 @@
 
 #include "Interrupt.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace Kiv::Cli
@@ -10,13 +11,9 @@ namespace Kiv::Cli
 namespace
 {
 
-constexpr int kBlockRecordCount = 100'000;
-
-/// Float files may hold several records of one timestamp, between which no block can begin.
-int blockRecordCount(const Series& series)
-{
-    return isFloat(series.type) ? 0 : kBlockRecordCount;
-}
+// Who wants the next record only should not wait for many.
+constexpr int kFirstBlockRecordCount = 100;
+constexpr int kMaxBlockRecordCount = 100'000;
 
 } // namespace
 
@@ -26,10 +23,11 @@ void visitRaw(const Series& series, const Request& request, const TimeRange& ran
     SafeRange rest(range);
     std::vector<Interpolate::DataRecord> block;
     bool mayHaveMore = true;
-    while (mayHaveMore) {
+    // Float files may hold several records of one timestamp, between which no block can begin.
+    for (int wanted = isFloat(series.type) ? 0 : kFirstBlockRecordCount; mayHaveMore;
+         wanted = std::min(wanted * 10, kMaxBlockRecordCount)) {
         throwIfInterrupted();
         block.clear();
-        const int wanted = blockRecordCount(series);
         series.read(request, rest.storeFrom(), rest.storeTo(), block, wanted);
         mayHaveMore = wanted > 0 && block.size() >= static_cast<std::size_t>(wanted);
         for (const Interpolate::DataRecord& record : block) {

@@ -2,6 +2,7 @@
 
 #include "RawRange.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 
@@ -15,7 +16,7 @@ namespace Kiv::Cli
 namespace
 {
 
-constexpr std::size_t kMaxShownCount = 100'000;
+constexpr std::size_t kMaxShownCount = 500'000;
 const QString kLogMarker = QStringLiteral("P");
 
 TimeBound boundAt(qint64 timestampMs)
@@ -48,6 +49,40 @@ TimeBound startOfLast(const Series& series, qint64 recordCount)
     return start;
 }
 
+/// The names that lead to the minute of a time; none for a time that no file name has.
+QStringList namesOf(qint64 timestampMs)
+{
+    const QDateTime time = QDateTime::fromMSecsSinceEpoch(timestampMs, Qt::UTC);
+    constexpr int kMaxYear = 9999;
+    if (time.date().year() < 0 || time.date().year() > kMaxYear)
+        return {};
+    return time.toString(QStringLiteral("yyyy/MM/dd/HH/mm")).split(u'/');
+}
+
+/// \param bounds  names before which nothing is wanted, from this directory on
+void addNames(const QString& directory, const QStringList& bounds, QStringList& names)
+{
+    const QFileInfoList entries =
+        QDir(directory).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
+    for (const QFileInfo& entry : entries) {
+        const QString period = bounds.isEmpty() ? QString() : entry.fileName().left(bounds.front().size());
+        if (!bounds.isEmpty() && period < bounds.front())
+            continue;
+        const bool isOnBound = !bounds.isEmpty() && period == bounds.front();
+        names += entry.isDir() ? entry.filePath() + u'/' : entry.filePath();
+        if (entry.isDir())
+            addNames(entry.filePath(), isOnBound ? bounds.sliced(1) : QStringList(), names);
+    }
+}
+
+/// What the files and directories are called that may hold records behind a time.
+QStringList fileNames(const Series& series, std::optional<qint64> afterMs)
+{
+    QStringList names;
+    addNames(series.storage->m_dir, afterMs ? namesOf(*afterMs) : QStringList(), names);
+    return names;
+}
+
 /// From the directory to the one above all others; the nearest one that exists when it does not.
 void addChain(const QString& directory, const QString& top, QStringList& chain)
 {
@@ -72,6 +107,8 @@ std::vector<Interpolate::DataRecord> SeriesTail::start(qint64 count)
     std::vector<Interpolate::DataRecord> records = lastRecords(std::max<qint64>(count, 1));
     if (!records.empty())
         m_lastMs = records.back().timestamp;
+    m_settledMs = m_lastMs;
+    m_names = fileNames(m_series, m_settledMs);
     if (count == 0)
         records.clear();
     return records;
@@ -99,7 +136,7 @@ bool SeriesTail::findLogEnd(const Series& log, qint64 nowMs)
     const ShrunkEnd::Verdict verdict = m_logEnd.judge(m_logMs, lastMs, nowMs);
     m_isInDoubt = m_isInDoubt || verdict == ShrunkEnd::Verdict::InDoubt;
     if (verdict == ShrunkEnd::Verdict::Deleted) {
-        m_logMs = m_logEnd.leastMs();
+        m_logMs = m_logEnd.deletedFromMs();
         m_logCountAtMs = m_logMs ? std::numeric_limits<std::size_t>::max() : 0;
     }
     return hasEntries && verdict != ShrunkEnd::Verdict::InDoubt;
@@ -130,19 +167,34 @@ void SeriesTail::takeLogEntries(qint64 nowMs)
 void SeriesTail::look(qint64 nowMs, const Visitor& visit)
 {
     m_isInDoubt = false;
+    const QStringList names = fileNames(m_series, m_settledMs);
     // The store writes the log after the records: what an entry of it tells is there when the series is read next.
     takeLogEntries(nowMs);
+    if (!findEnd(nowMs))
+        return;
+    lookForLate(nowMs, visit);
+    lookForNew(visit);
+    settle(nowMs, names);
+}
+
+/// \return whether records can be read
+bool SeriesTail::findEnd(qint64 nowMs)
+{
     Interpolate::DataRecord last;
     const std::optional<qint64> lastMs = m_series.last(last) ? std::optional(last.timestamp) : std::nullopt;
     const ShrunkEnd::Verdict verdict = m_end.judge(m_lastMs, lastMs, nowMs);
     if (verdict == ShrunkEnd::Verdict::InDoubt) {
         m_isInDoubt = true;
-        return;
+        for (LateEntry& entry : m_pendingLate)
+            entry.sinceMs = nowMs;
+        return false;
     }
-    if (verdict == ShrunkEnd::Verdict::Deleted)
-        m_lastMs = m_end.leastMs();
-    lookForLate(nowMs, visit);
-    lookForNew(visit);
+    if (verdict == ShrunkEnd::Verdict::Deleted) {
+        m_lastMs = m_end.deletedFromMs();
+        m_settledMs = std::min(m_settledMs, m_lastMs);
+        m_shown.erase(m_lastMs ? m_shown.upper_bound(*m_lastMs) : m_shown.begin(), m_shown.end());
+    }
+    return true;
 }
 
 void SeriesTail::lookForLate(qint64 nowMs, const Visitor& visit)
@@ -161,26 +213,44 @@ void SeriesTail::lookForLate(qint64 nowMs, const Visitor& visit)
     m_pendingLate = std::move(pending);
 }
 
-void SeriesTail::showLate(const Interpolate::DataRecord& record, const Visitor& visit) const
+void SeriesTail::showLate(const Interpolate::DataRecord& record, const Visitor& visit)
 {
-    const auto shown = m_latestShown.find(record.timestamp);
-    if (shown == m_latestShown.end() || shown->second != record.value)
-        visit(record, TailKind::Late);
+    const auto shown = m_shown.find(record.timestamp);
+    if (shown != m_shown.end() && shown->second == record.value)
+        return;
+    if (shown != m_shown.end() || record.timestamp > m_settledMs)
+        m_shown[record.timestamp] = record.value;
+    visit(record, TailKind::Late);
 }
 
 void SeriesTail::lookForNew(const Visitor& visit)
 {
-    const TimeRange range{m_lastMs ? boundAt(*m_lastMs + 1) : kFromFirst, kToLast};
-    bool isFirst = true;
+    const std::optional<qint64> seenMs = m_lastMs;
+    const TimeRange range{m_settledMs ? boundAt(*m_settledMs + 1) : kFromFirst, kToLast};
     visitRaw(m_series, {}, range, [&](const Interpolate::DataRecord& record) {
-        if (std::exchange(isFirst, false))
-            m_latestShown.clear();
-        if (m_latestShown.size() < kMaxShownCount)
-            m_latestShown.emplace(record.timestamp, record.value);
-        m_lastMs = record.timestamp;
+        if (record.timestamp <= seenMs && m_shown.contains(record.timestamp))
+            return true;
+        m_shown.emplace(record.timestamp, record.value);
+        m_lastMs = std::max(m_lastMs, std::optional(record.timestamp));
         visit(record, TailKind::New);
         return true;
     });
+}
+
+/// What was read is settled when the files have stayed as they are for long enough.
+/// \param namesBefore  of the files before they were read
+void SeriesTail::settle(qint64 nowMs, const QStringList& namesBefore)
+{
+    if (namesBefore != m_names || fileNames(m_series, m_settledMs) != namesBefore)
+        m_changedMs = nowMs;
+    const bool isTooMuch = m_shown.size() > kMaxShownCount;
+    if (isTooMuch || (m_changedMs && nowMs - *m_changedMs >= ShrunkEnd::kSettleMs))
+        m_changedMs.reset();
+    if (!m_changedMs)
+        m_settledMs = m_lastMs;
+    if (isTooMuch)
+        m_shown.clear();
+    m_names = fileNames(m_series, m_settledMs);
 }
 
 QStringList SeriesTail::directories() const

@@ -23,7 +23,8 @@ enum class TailKind {
 };
 
 /// Finds what came since the last look. A series that is deleted begins anew; when its end is deleted, what is written
-/// there again is new, once the end has stayed away for a while.
+/// there again is new, once the end has stayed away for a while. While files are split or begun, records may be missed
+/// that a writer is just moving: what was read meanwhile is read again once the files have stayed as they are.
 class SeriesTail
 {
 public:
@@ -41,7 +42,7 @@ public:
     void look(qint64 nowMs, const Visitor& visit);
 
     /// Whether another look is due after ShrunkEnd::kSettleMs, also when nothing changes.
-    bool isInDoubt() const { return m_isInDoubt || !m_pendingLate.empty(); }
+    bool isInDoubt() const { return m_isInDoubt || m_changedMs || !m_pendingLate.empty(); }
 
     /// The directories in which a change can mean new or late records.
     QStringList directories() const;
@@ -58,13 +59,18 @@ private:
     std::vector<Interpolate::DataRecord> lastRecords(qint64 count) const;
     bool findLogEnd(const Series& log, qint64 nowMs);
     void takeLogEntries(qint64 nowMs);
+    bool findEnd(qint64 nowMs);
     void lookForLate(qint64 nowMs, const Visitor& visit);
-    void showLate(const Interpolate::DataRecord& record, const Visitor& visit) const;
+    void showLate(const Interpolate::DataRecord& record, const Visitor& visit);
     void lookForNew(const Visitor& visit);
+    void settle(qint64 nowMs, const QStringList& namesBefore);
 
     const Series& m_series;
-    std::optional<qint64> m_lastMs;           ///< of the last record seen
-    std::map<qint64, QVariant> m_latestShown; ///< the new records of the last look that found some
+    std::optional<qint64> m_lastMs;     ///< of the last record seen
+    std::optional<qint64> m_settledMs;  ///< up to here nothing can have been missed
+    std::map<qint64, QVariant> m_shown; ///< all behind m_settledMs, and some before
+    QStringList m_names;                ///< of the files from m_settledMs on, as the last look left them
+    std::optional<qint64> m_changedMs;  ///< when they were last found changed, while that matters
 
     // Entries of the log share timestamps; it only grows.
     std::optional<qint64> m_logMs;

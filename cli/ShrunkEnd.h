@@ -5,6 +5,7 @@
 #include <QtGlobal>
 
 #include <optional>
+#include <vector>
 
 namespace Kiv::Cli
 {
@@ -24,12 +25,17 @@ public:
     /// \param nowMs    milliseconds on a clock that never goes back
     Verdict judge(std::optional<qint64> knownMs, std::optional<qint64> lastMs, qint64 nowMs);
 
-    /// The earliest end since it was in doubt: what lies behind it was written since.
-    std::optional<qint64> leastMs() const { return m_leastMs; }
+    /// Where the series ended when it had been deleted: what lies behind was written since.
+    std::optional<qint64> deletedFromMs() const { return m_deletedFromMs; }
 
 private:
-    std::optional<qint64> m_sinceMs; ///< when it was first found too short
-    std::optional<qint64> m_leastMs;
+    struct End {
+        std::optional<qint64> lastMs;
+        qint64 sinceMs = 0;
+    };
+
+    std::vector<End> m_ends; ///< each one earlier than that before it, and seen later
+    std::optional<qint64> m_deletedFromMs;
 };
 
 } // namespace Kiv::Cli

@@ -162,6 +162,34 @@ TEST_F(TailOfSplitFile, ShowsTheLogOfLateWritesOnce)
     EXPECT_THAT(look(), ElementsAre(-1 - 1000));
 }
 
+TEST_F(TailOfSplitFile, ShowsWhatItMissedBeforeAnotherFile)
+{
+    // Far enough apart for files of their own.
+    constexpr qint64 kYearHours = 366 * 24;
+    write({kYearHours, 2 * kYearHours});
+    const QString split = QStringLiteral("D/2025");
+    takeAway(split);
+    EXPECT_THAT(look(), ElementsAre(2 * kYearHours));
+    EXPECT_TRUE(m_tail.isInDoubt());
+    putBack(split);
+    EXPECT_THAT(look(), ElementsAre(kYearHours));
+    EXPECT_THAT(look(), IsEmpty());
+    EXPECT_THAT(lookLater(), IsEmpty());
+    EXPECT_FALSE(m_tail.isInDoubt());
+}
+
+TEST_F(TailOfSplitFile, ShowsNothingOldAgainWhenASplitFollowsADelete)
+{
+    const QString marker = QStringLiteral("D");
+    m_series.storage->deleteDataRecords(kStartMs + 4 * kHourMs, kStartMs + 4 * kHourMs);
+    EXPECT_THAT(look(), IsEmpty());
+    takeAway(marker);
+    EXPECT_THAT(look(), IsEmpty());
+    putBack(marker);
+    write({3});
+    EXPECT_THAT(lookLater(), ElementsAre(3));
+}
+
 TEST_F(Tail, ShowsLateRecordsThatAreNoted)
 {
     write({5}, true);
