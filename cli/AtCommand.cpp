@@ -120,7 +120,7 @@ ExitCode runAt(const Arguments& arguments, const TimeBound& time)
 /// The last of the words is the time, the others are series.
 QString takeTime(SeriesOptions& options)
 {
-    const QString text = QString::fromStdString(options.paths.back());
+    QString text = QString::fromStdString(options.paths.back());
     options.paths.pop_back();
     return text;
 }
