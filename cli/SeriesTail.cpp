@@ -16,7 +16,9 @@ namespace Kiv::Cli
 namespace
 {
 
+// While files are moving, and while they are not: what bounds the memory.
 constexpr std::size_t kMaxShownCount = 500'000;
+constexpr std::size_t kMaxSettledShownCount = 20'000;
 const QString kLogMarker = QStringLiteral("P");
 
 TimeBound boundAt(qint64 timestampMs)
@@ -225,6 +227,9 @@ void SeriesTail::showLate(const Interpolate::DataRecord& record, const Visitor& 
 
 void SeriesTail::lookForNew(const Visitor& visit)
 {
+    // Late writes of the last look's records have been compared with them by now.
+    if (m_settledMs == m_lastMs && m_shown.size() > kMaxSettledShownCount)
+        m_shown.clear();
     const std::optional<qint64> seenMs = m_lastMs;
     const TimeRange range{m_settledMs ? boundAt(*m_settledMs + 1) : kFromFirst, kToLast};
     visitRaw(m_series, {}, range, [&](const Interpolate::DataRecord& record) {
@@ -232,6 +237,10 @@ void SeriesTail::lookForNew(const Visitor& visit)
             return true;
         m_shown.emplace(record.timestamp, record.value);
         m_lastMs = std::max(m_lastMs, std::optional(record.timestamp));
+        if (m_shown.size() > kMaxShownCount) {
+            m_shown.erase(m_shown.begin(), m_shown.upper_bound(record.timestamp));
+            m_settledMs = record.timestamp;
+        }
         visit(record, TailKind::New);
         return true;
     });
@@ -243,13 +252,10 @@ void SeriesTail::settle(qint64 nowMs, const QStringList& namesBefore)
 {
     if (namesBefore != m_names || fileNames(m_series, m_settledMs) != namesBefore)
         m_changedMs = nowMs;
-    const bool isTooMuch = m_shown.size() > kMaxShownCount;
-    if (isTooMuch || (m_changedMs && nowMs - *m_changedMs >= ShrunkEnd::kSettleMs))
+    if (m_changedMs && nowMs - *m_changedMs >= ShrunkEnd::kSettleMs)
         m_changedMs.reset();
     if (!m_changedMs)
         m_settledMs = m_lastMs;
-    if (isTooMuch)
-        m_shown.clear();
     m_names = fileNames(m_series, m_settledMs);
 }
 
